@@ -1,4 +1,18 @@
-# Warnings, sanitizers and build-wide switches, applied to the project's own targets alone.
+# Language, compiler cache, warnings and sanitizers of the project's own targets.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    find_program(NORQSTD_CCACHE ccache)
+    if(NORQSTD_CCACHE)
+        set(CMAKE_CXX_COMPILER_LAUNCHER "${NORQSTD_CCACHE}")
+    endif()
+endif()
 
 function(norqstd_target_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)

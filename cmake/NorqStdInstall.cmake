@@ -1,0 +1,21 @@
+# Installation in three components: the library (runtime), what a program needs to build on it (development), and the
+# tools.
+
+install(TARGETS NorqStd EXPORT NorqStdTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/NorqStd COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+include(CMakePackageConfigHelpers)
+set(NORQSTD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/NorqStd")
+configure_package_config_file(cmake/NorqStdConfig.cmake.in "${PROJECT_BINARY_DIR}/NorqStdConfig.cmake"
+    INSTALL_DESTINATION "${NORQSTD_CMAKE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/NorqStdConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/NorqStdConfig.cmake" "${PROJECT_BINARY_DIR}/NorqStdConfigVersion.cmake"
+    DESTINATION "${NORQSTD_CMAKE_DIR}" COMPONENT development)
+install(EXPORT NorqStdTargets NAMESPACE NorqStd:: DESTINATION "${NORQSTD_CMAKE_DIR}" COMPONENT development)
+
+# The prefix is found from where the .pc file lies, so that an installed tree may be moved.
+set(NORQSTD_PC_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH NORQSTD_PC_TO_PREFIX "/${NORQSTD_PC_DIR}" "/")
+configure_file(cmake/norqstd.pc.in "${PROJECT_BINARY_DIR}/norqstd.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/norqstd.pc" DESTINATION "${NORQSTD_PC_DIR}" COMPONENT development)
