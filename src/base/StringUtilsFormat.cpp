@@ -1,0 +1,55 @@
+#include "base/StringUtils.h"
+
+#include "exception/NorqException.h"
+#include "internal/WideFormatter.h"
+
+#include <cxxabi.h>
+
+#include <new>
+
+namespace norq_std {
+
+namespace {
+
+template <class Arguments>
+void appendFormatted(WString& target, const WChar* format, Arguments&& arguments) {
+    if (format == nullptr)
+        throw NorqIllegalArgumentException(u"Format string cannot be null!");
+    try {
+        norq_std_internal::FormatBuffer buffer;
+        norq_std_internal::formatInto(buffer, format, arguments);
+        target.append(buffer.text());
+    } catch (const std::bad_alloc&) {
+        throw NorqOutOfResourcesException(u"Unable to allocate enough memory to print log statement.");
+    } catch (const NorqException& e) {
+        throw NorqIllegalArgumentException(WString(u"Unable to format string: ") + format, e);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        throw NorqIllegalArgumentException(WString(u"Unable to format string: ") + format);
+    }
+}
+
+} // namespace
+
+WString StringUtils::nullCheckedString(const WChar* text) { return text == nullptr ? u"NULL" : text; }
+
+void StringUtils::sprintfStringAppend(WString& target, const WChar* format, ...) {
+    // A class, so that the list is ended on every road out.
+    struct List {
+        ~List() { va_end(arguments); }
+        std::va_list arguments;
+    } list;
+    va_start(list.arguments, format);
+    sprintfStringAppendVA(target, list.arguments, format);
+}
+
+void StringUtils::sprintfStringAppendVA(WString& target, std::va_list arguments, const WChar* format) {
+    appendFormatted(target, format, arguments);
+}
+
+void detail::formatAppend(WString& target, const WChar* format, std::initializer_list<FormatArgument> arguments) {
+    appendFormatted(target, format, arguments);
+}
+
+} // namespace norq_std

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "base/WString.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace norq_std_internal {
+
+/// The text that one formatting builds: on the stack while it is short, and never more than `limit` units.
+///
+/// What would pass the limit sets `overflowed`; the text is lost from there on and every further append does nothing.
+/// Local to one thread.
+class FormatBuffer {
+public:
+    using WChar = norq_std::WChar;
+
+    static constexpr std::size_t limit = 16384;
+
+    FormatBuffer() = default;
+    FormatBuffer(const FormatBuffer&) = delete;
+    FormatBuffer& operator=(const FormatBuffer&) = delete;
+
+    /// Space for `count` more units, which the caller fills; null once the limit is passed.
+    WChar* claim(std::size_t count) {
+        if (count > room() && !grow(count)) [[unlikely]]
+            return nullptr;
+        WChar* units = next;
+        next += count;
+        return units;
+    }
+
+    void append(WChar unit) {
+        if (WChar* to = claim(1))
+            *to = unit;
+    }
+
+    void append(const WChar* units, std::size_t count) {
+        if (WChar* to = claim(count))
+            std::memcpy(to, units, count * sizeof(WChar));
+    }
+
+    void fill(std::size_t count, WChar unit) {
+        if (WChar* to = claim(count))
+            std::fill_n(to, count, unit);
+    }
+
+    /// Appends up to the first zero unit, and at most `bound` units.
+    void appendText(const WChar* text, std::size_t bound) {
+        appendUntilZero(text, bound, [](WChar) { return true; });
+    }
+
+    /// Appends UTF-8 up to the first zero byte, and at most `bound` bytes; a byte that is not part of a well-formed
+    /// character becomes the unit of its value. `cutsText` says that the bound may lie inside the text: a character
+    /// that it cuts is left out.
+    void appendUtf8(const char* text, std::size_t bound, bool cutsText);
+
+    /// Brings the text from `start` on to `width` units with spaces on the side away from `left`.
+    void pad(std::size_t start, std::size_t width, bool left);
+
+    std::size_t size() const { return static_cast<std::size_t>(next - first); }
+    bool overflowed() const { return lost; }
+
+    /// What was built, up to its first zero unit; nothing if it passed the limit.
+    std::u16string_view text() const {
+        const std::u16string_view built(first, size());
+        return built.substr(0, built.find(u'\0'));
+    }
+
+private:
+    std::size_t room() const { return static_cast<std::size_t>(last - next); }
+    bool grow(std::size_t count);
+
+    /// Copies units that `accept` takes until a zero, the bound or a refused unit; gives the number of units read.
+    template <class Unit, class Accept>
+    std::size_t appendUntilZero(const Unit* text, std::size_t bound, Accept accept) {
+        std::size_t read = 0;
+        for (;;) {
+            const std::size_t chunk = std::min(room(), bound - read);
+            WChar* to = next;
+            std::size_t i = 0;
+            for (; i < chunk && text[read + i] != 0 && accept(text[read + i]); ++i)
+                to[i] = static_cast<WChar>(text[read + i]);
+            next += i;
+            read += i;
+            if (i < chunk || read == bound || !grow(1))
+                return read;
+        }
+    }
+
+    static constexpr std::size_t inlineSize = 512;
+
+    WChar inlineUnits[inlineSize];
+    std::unique_ptr<WChar[]> heapUnits;
+    WChar* first = inlineUnits;
+    WChar* next = inlineUnits;
+    WChar* last = inlineUnits + inlineSize;
+    bool lost = false;
+};
+
+} // namespace norq_std_internal

@@ -1,0 +1,437 @@
+#include "internal/WideFormatter.h"
+
+#include "exception/NorqException.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace norq_std_internal {
+
+namespace {
+
+using norq_std::FormatArgument;
+using norq_std::NorqIllegalArgumentException;
+using norq_std::WChar;
+using norq_std::WString;
+using norq_std::detail::FormatArgumentKind;
+using norq_std::detail::FormatConversion;
+using norq_std::detail::FormatError;
+using norq_std::detail::FormatLength;
+using norq_std::detail::FormatSpec;
+
+constexpr std::size_t unbounded = FormatArgument::unbounded;
+
+/// Any wider field passes the limit of a text, so that nothing larger need be told apart.
+constexpr std::int32_t largestSize = FormatBuffer::limit + 1;
+
+WString decimal(std::size_t value) {
+    WString text;
+    for (; value >= 10; value /= 10)
+        text.insert(text.begin(), static_cast<WChar>(u'0' + value % 10));
+    text.insert(text.begin(), static_cast<WChar>(u'0' + value));
+    return text;
+}
+
+[[noreturn, gnu::cold]] void refuse(const WChar* reason, std::size_t position) {
+    throw NorqIllegalArgumentException(reason + (u" at position " + decimal(position)));
+}
+
+[[noreturn, gnu::cold]] void refuse(FormatError error, std::size_t position) {
+    switch (error) {
+    case FormatError::Truncated:
+        refuse(u"Incomplete conversion", position);
+    case FormatError::UnsuitableLength:
+        refuse(u"Length does not suit the conversion", position);
+    case FormatError::WriteBack:
+        refuse(u"Conversion %n is not allowed", position);
+    default:
+        refuse(u"Unknown conversion", position);
+    }
+}
+
+/// The value as the length of its conversion and the promotions of C see it.
+std::uint64_t narrowed(std::uint64_t value, FormatLength length, bool isSigned) {
+    switch (length) {
+    case FormatLength::Byte:
+        return isSigned ? static_cast<std::uint64_t>(static_cast<std::int8_t>(value))
+                        : static_cast<std::uint8_t>(value);
+    case FormatLength::Half:
+        return isSigned ? static_cast<std::uint64_t>(static_cast<std::int16_t>(value))
+                        : static_cast<std::uint16_t>(value);
+    default:
+        return value;
+    }
+}
+
+struct Integer {
+    std::uint64_t magnitude;
+    bool negative;
+};
+
+Integer fromSigned(std::uint64_t value) {
+    return static_cast<std::int64_t>(value) < 0 ? Integer{0 - value, true} : Integer{value, false};
+}
+
+struct Real {
+    double value = 0;
+    long double longValue = 0;
+    bool isLong = false;
+};
+
+/// The arguments of a C-variadic call. Their types are what the format says.
+class VaListSource {
+public:
+    explicit VaListSource(std::va_list arguments) { va_copy(list, arguments); }
+    ~VaListSource() { va_end(list); }
+    VaListSource(const VaListSource&) = delete;
+    VaListSource& operator=(const VaListSource&) = delete;
+
+    void expect(const FormatSpec&, std::size_t) {}
+
+    std::int32_t size(std::size_t) { return va_arg(list, int); }
+
+    Integer integer(const FormatSpec& spec) {
+        const bool isSigned = spec.conversion == FormatConversion::SignedInteger;
+        std::uint64_t value;
+        if (spec.length == FormatLength::Max)
+            value = va_arg(list, std::uint64_t);
+        else if (isSigned)
+            value = static_cast<std::uint64_t>(va_arg(list, std::int32_t));
+        else
+            value = va_arg(list, std::uint32_t);
+        value = narrowed(value, spec.length, isSigned);
+        return isSigned ? fromSigned(value) : Integer{value, false};
+    }
+
+    std::uint64_t unit() { return static_cast<std::uint64_t>(va_arg(list, int)); }
+
+    Real real(const FormatSpec& spec) {
+        if (spec.length == FormatLength::LongDouble)
+            return {.longValue = va_arg(list, long double), .isLong = true};
+        return {.value = va_arg(list, double)};
+    }
+
+    FormatArgument::Text<WChar> wideText() { return {va_arg(list, const WChar*), unbounded}; }
+    FormatArgument::Text<char> narrowText() { return {va_arg(list, const char*), unbounded}; }
+    const volatile void* pointer() { return va_arg(list, const void*); }
+
+private:
+    std::va_list list;
+};
+
+/// Arguments that know their types, and so can be found not to fit.
+class TypedSource {
+public:
+    TypedSource(const FormatArgument* first, const FormatArgument* last)
+        : next(first)
+        , end(last) {}
+
+    void expect(const FormatSpec& spec, std::size_t position) {
+        if (next == end)
+            refuse(u"No argument for the conversion", position);
+        if (!fitsConversion(spec.conversion, next->kind()))
+            refuse(u"Argument does not fit the conversion", position);
+    }
+
+    std::int32_t size(std::size_t position) {
+        if (next == end || !isInteger(next->kind()))
+            refuse(u"No integer for the width or precision of the conversion", position);
+        const bool isSigned = next->kind() == FormatArgumentKind::SignedInteger;
+        const std::uint64_t value = (next++)->asInteger();
+        if (isSigned && static_cast<std::int64_t>(value) < 0)
+            return static_cast<std::int32_t>(std::max<std::int64_t>(static_cast<std::int64_t>(value), -largestSize));
+        return static_cast<std::int32_t>(std::min<std::uint64_t>(value, largestSize));
+    }
+
+    Integer integer(const FormatSpec& spec) {
+        const FormatArgument& argument = *next++;
+        const bool converts = spec.length == FormatLength::Byte || spec.length == FormatLength::Half;
+        if (spec.conversion == FormatConversion::SignedInteger) {
+            const bool isUnsigned = argument.kind() == FormatArgumentKind::UnsignedInteger;
+            if (isUnsigned && !converts)
+                return {argument.asInteger(), false};
+            return fromSigned(narrowed(argument.asInteger(), spec.length, true));
+        }
+        if (converts)
+            return {narrowed(argument.asInteger(), spec.length, false), false};
+        return {argument.sizeOfInteger() > 4 ? argument.asInteger() : static_cast<std::uint32_t>(argument.asInteger()),
+                false};
+    }
+
+    std::uint64_t unit() {
+        const FormatArgument& argument = *next++;
+        return argument.sizeOfInteger() == 1 ? static_cast<std::uint8_t>(argument.asInteger()) : argument.asInteger();
+    }
+
+    Real real(const FormatSpec&) {
+        const FormatArgument& argument = *next++;
+        if (argument.kind() == FormatArgumentKind::LongDouble)
+            return {.longValue = argument.asLongDouble(), .isLong = true};
+        return {.value = argument.asDouble()};
+    }
+
+    FormatArgument::Text<WChar> wideText() { return (next++)->asWideText(); }
+    FormatArgument::Text<char> narrowText() { return (next++)->asNarrowText(); }
+    const volatile void* pointer() { return (next++)->asPointer(); }
+
+private:
+    const FormatArgument* next;
+    const FormatArgument* end;
+};
+
+constexpr char digitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445464748"
+    "4950515253545556575859606162636465666768697071727374757677787980818283848586878889909192939495969798"
+    "99";
+
+int countDecimalDigits(std::uint64_t value) {
+    int digits = 1;
+    for (;; value /= 10000, digits += 4) {
+        if (value < 10)
+            return digits;
+        if (value < 100)
+            return digits + 1;
+        if (value < 1000)
+            return digits + 2;
+        if (value < 10000)
+            return digits + 3;
+    }
+}
+
+int countDigits(std::uint64_t value, WChar letter) {
+    const int bits = std::max(1, static_cast<int>(std::bit_width(value)));
+    if (letter == u'x' || letter == u'X')
+        return (bits + 3) / 4;
+    if (letter == u'o')
+        return (bits + 2) / 3;
+    return countDecimalDigits(value);
+}
+
+/// Writes the digits that end before `end`.
+void writeDigits(std::uint64_t value, WChar letter, WChar* end) {
+    if (letter == u'x' || letter == u'X' || letter == u'o') {
+        const char* digits = letter == u'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+        const int shift = letter == u'o' ? 3 : 4;
+        do
+            *--end = static_cast<WChar>(digits[value & ((1U << shift) - 1)]);
+        while ((value >>= shift) != 0);
+        return;
+    }
+    for (; value >= 100; value /= 100) {
+        const std::size_t pair = value % 100 * 2;
+        *--end = static_cast<WChar>(digitPairs[pair + 1]);
+        *--end = static_cast<WChar>(digitPairs[pair]);
+    }
+    if (value >= 10) {
+        *--end = static_cast<WChar>(digitPairs[value * 2 + 1]);
+        *--end = static_cast<WChar>(digitPairs[value * 2]);
+    } else {
+        *--end = static_cast<WChar>(u'0' + value);
+    }
+}
+
+template <class Source>
+class Engine {
+public:
+    Engine(FormatBuffer& buffer, Source& arguments)
+        : out(buffer)
+        , source(arguments) {}
+
+    void run(const WChar* format) {
+        const WChar* p = format;
+        for (;;) {
+            const WChar* literal = p;
+            while (*p != 0 && *p != u'%')
+                ++p;
+            out.append(literal, static_cast<std::size_t>(p - literal));
+            if (*p == 0)
+                return;
+            const std::size_t position = static_cast<std::size_t>(p - format);
+            ++p;
+            if (*p == u'%') {
+                out.append(*p++);
+                continue;
+            }
+            FormatSpec spec;
+            if (const FormatError error = parseConversion(p, spec); error != FormatError::None) [[unlikely]]
+                refuse(error, position);
+            settleSizes(spec, position);
+            source.expect(spec, position);
+            convert(spec);
+        }
+    }
+
+private:
+    void settleSizes(FormatSpec& spec, std::size_t position) {
+        if (spec.width == FormatSpec::fromArgument) {
+            spec.width = source.size(position);
+            if (spec.width < 0) {
+                spec.left = true;
+                spec.width = -std::max(spec.width, -largestSize);
+            }
+        }
+        if (spec.precision == FormatSpec::fromArgument)
+            spec.precision = std::max(source.size(position), FormatSpec::none);
+        spec.width = std::min(spec.width, largestSize);
+        spec.precision = std::min(spec.precision, largestSize);
+    }
+
+    void convert(const FormatSpec& spec) {
+        const std::size_t start = out.size();
+        switch (spec.conversion) {
+        case FormatConversion::SignedInteger:
+        case FormatConversion::UnsignedInteger:
+            return convertInteger(spec, source.integer(spec));
+        case FormatConversion::Floating:
+            return convertReal(spec, source.real(spec));
+        case FormatConversion::WideUnit:
+            out.append(static_cast<WChar>(source.unit()));
+            break;
+        case FormatConversion::NarrowUnit:
+            out.append(static_cast<std::uint8_t>(source.unit()));
+            break;
+        case FormatConversion::WideText:
+            convertText(spec, source.wideText());
+            break;
+        case FormatConversion::NarrowText:
+            convertText(spec, source.narrowText());
+            break;
+        case FormatConversion::Pointer:
+            return convertPointer(spec, source.pointer());
+        }
+        if (spec.width > 0)
+            out.pad(start, static_cast<std::size_t>(spec.width), spec.left);
+    }
+
+    template <class Unit>
+    void convertText(const FormatSpec& spec, FormatArgument::Text<Unit> text) {
+        const std::size_t precision = spec.precision < 0 ? unbounded : static_cast<std::size_t>(spec.precision);
+        if (text.data == nullptr && text.bound == unbounded)
+            out.appendText(u"(null)", precision);
+        else if constexpr (std::is_same_v<Unit, WChar>)
+            out.appendText(text.data, std::min(text.bound, precision));
+        else
+            out.appendUtf8(text.data, std::min(text.bound, precision), precision < text.bound);
+    }
+
+    void convertPointer(const FormatSpec& spec, const volatile void* pointer) {
+        if (pointer == nullptr) {
+            const std::size_t start = out.size();
+            out.appendText(u"(nil)", unbounded);
+            return out.pad(start, static_cast<std::size_t>(std::max(spec.width, 0)), spec.left);
+        }
+        FormatSpec hexadecimal = spec;
+        hexadecimal.conversion = FormatConversion::UnsignedInteger;
+        hexadecimal.letter = u'x';
+        hexadecimal.alternate = true;
+        convertInteger(hexadecimal, {reinterpret_cast<std::uintptr_t>(pointer), false});
+    }
+
+    void convertInteger(const FormatSpec& spec, Integer integer) {
+        WChar prefix[2];
+        std::size_t prefixLength = 0;
+        if (spec.conversion == FormatConversion::SignedInteger) {
+            if (integer.negative || spec.plus || spec.space)
+                prefix[prefixLength++] = integer.negative ? u'-' : spec.plus ? u'+' : u' ';
+        } else if (spec.alternate && (spec.letter == u'x' || spec.letter == u'X') && integer.magnitude != 0) {
+            prefix[prefixLength++] = u'0';
+            prefix[prefixLength++] = spec.letter;
+        }
+        std::size_t digits = static_cast<std::size_t>(countDigits(integer.magnitude, spec.letter));
+        if (integer.magnitude == 0 && spec.precision == 0)
+            digits = 0;
+        const std::size_t width = static_cast<std::size_t>(std::max(spec.width, 0));
+        std::size_t zeros = 0;
+        if (spec.precision >= 0 && static_cast<std::size_t>(spec.precision) > digits)
+            zeros = static_cast<std::size_t>(spec.precision) - digits;
+        if (spec.letter == u'o' && spec.alternate && zeros == 0 && (integer.magnitude != 0 || digits == 0))
+            zeros = 1;
+        if (spec.zero && !spec.left && spec.precision < 0 && width > prefixLength + zeros + digits)
+            zeros = width - prefixLength - digits;
+
+        const std::size_t length = prefixLength + zeros + digits;
+        const std::size_t blanks = width > length ? width - length : 0;
+        WChar* to = out.claim(length + blanks);
+        if (to == nullptr)
+            return;
+        if (!spec.left)
+            to = std::fill_n(to, blanks, u' ');
+        to = std::copy_n(prefix, prefixLength, to);
+        to = std::fill_n(to, zeros, u'0');
+        if (digits != 0)
+            writeDigits(integer.magnitude, spec.letter, to + digits);
+        if (spec.left)
+            std::fill_n(to + digits, blanks, u' ');
+    }
+
+    void convertReal(const FormatSpec& spec, const Real& real) {
+        char narrow[512];
+        const std::size_t length = print(narrow, sizeof narrow, spec, real);
+        if (length < sizeof narrow)
+            return placeReal(spec, narrow, length);
+        if (length > FormatBuffer::limit) {
+            out.claim(length);
+            return;
+        }
+        const auto longer = std::make_unique_for_overwrite<char[]>(length + 1);
+        print(longer.get(), length + 1, spec, real);
+        placeReal(spec, longer.get(), length);
+    }
+
+    static std::size_t print(char* to, std::size_t size, const FormatSpec& spec, const Real& real) {
+        char format[10];
+        char* f = format;
+        *f++ = '%';
+        if (spec.plus)
+            *f++ = '+';
+        if (spec.space)
+            *f++ = ' ';
+        if (spec.alternate)
+            *f++ = '#';
+        *f++ = '.';
+        *f++ = '*';
+        if (real.isLong)
+            *f++ = 'L';
+        *f++ = static_cast<char>(spec.letter);
+        *f = 0;
+        const int length = real.isLong ? std::snprintf(to, size, format, spec.precision, real.longValue)
+                                       : std::snprintf(to, size, format, spec.precision, real.value);
+        return length < 0 ? FormatBuffer::limit + 1 : static_cast<std::size_t>(length);
+    }
+
+    void placeReal(const FormatSpec& spec, const char* text, std::size_t length) {
+        const std::size_t start = out.size();
+        const std::size_t width = static_cast<std::size_t>(std::max(spec.width, 0));
+        std::size_t prefix = text[0] == '-' || text[0] == '+' || text[0] == ' ' ? 1 : 0;
+        const bool finite = text[prefix] >= '0' && text[prefix] <= '9';
+        if (spec.zero && !spec.left && finite && width > length) {
+            if (text[prefix] == '0' && (text[prefix + 1] | 0x20) == 'x')
+                prefix += 2;
+            out.appendUtf8(text, prefix, false);
+            out.fill(width - length, u'0');
+            out.appendUtf8(text + prefix, length - prefix, false);
+            return;
+        }
+        out.appendUtf8(text, length, false);
+        out.pad(start, width, spec.left);
+    }
+
+    FormatBuffer& out;
+    Source& source;
+};
+
+} // namespace
+
+void formatInto(FormatBuffer& out, const WChar* format, std::va_list arguments) {
+    VaListSource source(arguments);
+    Engine<VaListSource>(out, source).run(format);
+}
+
+void formatInto(FormatBuffer& out, const WChar* format, std::initializer_list<FormatArgument> arguments) {
+    TypedSource source(arguments.begin(), arguments.end());
+    Engine<TypedSource>(out, source).run(format);
+}
+
+} // namespace norq_std_internal
