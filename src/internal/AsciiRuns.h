@@ -1,0 +1,94 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+/// Runs of ASCII, which text mostly consists of, sixteen units at a time where the processor can.
+///
+/// Each function has one body for SSE2, which every x86-64 has, and a portable one that gives the same result.
+namespace norq_std_internal {
+
+/// Widens the run of ASCII at the start of `in` into `out`. At most `count` units are read; `out` has room for `count`
+/// units, and what lies there behind the run may be overwritten. Returns the length of the run.
+inline std::size_t widenAscii(const unsigned char* in, std::size_t count, char16_t* out) {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    for (; count - i >= 16; i += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + 8), _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
+        const int wide = _mm_movemask_epi8(bytes);
+        if (wide != 0)
+            return i + static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(wide)));
+    }
+#endif
+    for (; i < count && in[i] < 0x80; ++i)
+        out[i] = in[i];
+    return i;
+}
+
+/// Narrows the run of ASCII at the start of `in` into `out`, under the same conditions.
+inline std::size_t narrowAscii(const char16_t* in, std::size_t count, unsigned char* out) {
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i limit = _mm_set1_epi16(0x7F);
+    for (; count - i >= 16; i += 16) {
+        const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+        const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i + 8));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(low, high));
+        // A saturating subtraction leaves zero exactly where the unit is at most 0x7F.
+        const __m128i wideLow = _mm_cmpeq_epi16(_mm_subs_epu16(low, limit), _mm_setzero_si128());
+        const __m128i wideHigh = _mm_cmpeq_epi16(_mm_subs_epu16(high, limit), _mm_setzero_si128());
+        const unsigned ascii = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(wideLow, wideHigh)));
+        if (ascii != 0xFFFF)
+            return i + static_cast<unsigned>(std::countr_one(ascii));
+    }
+#endif
+    for (; i < count && in[i] < 0x80; ++i)
+        out[i] = static_cast<unsigned char>(in[i]);
+    return i;
+}
+
+/// The first zero unit of a terminated text.
+#if defined(__SSE2__)
+// Reads whole aligned blocks, which never cross into another page, so it sees bytes around the text that a sanitizer
+// rightly calls foreign.
+__attribute__((no_sanitize("address", "thread"), noinline)) inline const char16_t*
+findTerminator(const char16_t* text) {
+    while ((reinterpret_cast<std::uintptr_t>(text) & 15) != 0) {
+        if (*text == 0)
+            return text;
+        ++text;
+    }
+    for (;; text += 8) {
+        const __m128i units = *reinterpret_cast<const __m128i*>(text);
+        const int zeros = _mm_movemask_epi8(_mm_cmpeq_epi16(units, _mm_setzero_si128()));
+        if (zeros != 0)
+            return text + static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(zeros))) / 2;
+    }
+}
+#else
+inline const char16_t* findTerminator(const char16_t* text) {
+    while (*text != 0)
+        ++text;
+    return text;
+}
+#endif
+
+inline const unsigned char* findTerminator(const unsigned char* text) {
+    return text + std::strlen(reinterpret_cast<const char*>(text));
+}
+
+inline const char32_t* findTerminator(const char32_t* text) {
+    while (*text != 0)
+        ++text;
+    return text;
+}
+
+} // namespace norq_std_internal

@@ -1,0 +1,387 @@
+// One engine for the six conversions. A converter writes between two pointers and stops at the end of its source or at
+// the first fault; the frame around it finds the source's end, chooses the buffer and settles the limit. The room that
+// a converter is given is the lesser of the limit and of what the source can need at the worst, so want of room always
+// means the limit. Each converter runs along its common road while there is room to read and write a few units more
+// than it uses, and takes the exact road of single checks near the ends and at everything that looks odd.
+
+#include "internal/ConvertUTF.h"
+
+#include "exception/NorqException.h"
+#include "internal/AsciiRuns.h"
+#include "internal/CharacterSink.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+namespace norq_std_internal {
+
+using norq_std::WChar;
+using norq_std::WString;
+
+namespace {
+
+constexpr const WChar* EXHAUSTED = u"Source string is exhausted.";
+constexpr const WChar* ILLEGAL = u"Source string is illegal.";
+constexpr const WChar* TOO_LONG = u"Converted string is too long.";
+
+/// What a converter returns: the message of its fault, or null at the end of the source.
+using Fault = const WChar*;
+
+constexpr std::size_t LOCAL_BUFFER_BYTES = 4096;
+constexpr std::uint32_t REPLACEMENT = 0xFFFD;
+constexpr std::uint32_t UNICODE_END = 0x110000;
+
+constexpr bool isHighSurrogate(std::uint32_t value) { return (value & 0xFFFFFC00) == 0xD800; }
+constexpr bool isLowSurrogate(std::uint32_t value) { return (value & 0xFFFFFC00) == 0xDC00; }
+constexpr bool isSurrogate(std::uint32_t value) { return (value & 0xFFFFF800) == 0xD800; }
+constexpr bool isContinuation(std::uint32_t byte) { return (byte & 0xC0) == 0x80; }
+
+constexpr std::uint32_t combine(std::uint32_t high, std::uint32_t low) {
+    return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
+}
+
+template <class Unit>
+std::size_t room(const Unit* from, const Unit* to) {
+    return static_cast<std::size_t>(to - from);
+}
+
+// ---- writing one character
+// --------------------------------------------------------------------------------------------
+
+void putPair(std::uint32_t value, char16_t*& out) {
+    *out++ = static_cast<char16_t>(0xD7C0 + (value >> 10));
+    *out++ = static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+}
+
+bool put(std::uint32_t value, char16_t*& out, const char16_t* outEnd) {
+    if (room<char16_t>(out, outEnd) < (value < 0x10000 ? 1U : 2U))
+        return false;
+    if (value < 0x10000)
+        *out++ = static_cast<char16_t>(value);
+    else
+        putPair(value, out);
+    return true;
+}
+
+bool put(std::uint32_t value, char32_t*& out, const char32_t* outEnd) {
+    if (out == outEnd)
+        return false;
+    *out++ = value;
+    return true;
+}
+
+bool put(std::uint32_t value, unsigned char*& out, const unsigned char* outEnd) {
+    constexpr std::uint32_t MARKS[] = {0x00, 0xC0, 0xE0, 0xF0};
+    const std::size_t following = value < 0x80 ? 0 : value < 0x800 ? 1 : value < 0x10000 ? 2 : 3;
+    if (room<unsigned char>(out, outEnd) <= following)
+        return false;
+    for (std::size_t i = following; i > 0; --i, value >>= 6)
+        out[i] = static_cast<unsigned char>(0x80 | (value & 0x3F));
+    out[0] = static_cast<unsigned char>(MARKS[following] | value);
+    out += following + 1;
+    return true;
+}
+
+// ---- from UTF-8
+// -------------------------------------------------------------------------------------------------------
+
+std::size_t trailingBytes(unsigned char lead) {
+    return lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF8 ? 3 : lead < 0xFC ? 4 : 5;
+}
+
+std::uint32_t decodeLegal(const unsigned char* in, std::size_t trailing) {
+    constexpr std::uint32_t LEAD_BITS[] = {0x7F, 0x1F, 0x0F, 0x07};
+    std::uint32_t value = in[0] & LEAD_BITS[trailing];
+    for (std::size_t i = 1; i <= trailing; ++i)
+        value = value << 6 | (in[i] & 0x3FU);
+    return value;
+}
+
+void widenRun(const unsigned char*& in, std::size_t count, char16_t*& out) {
+    const std::size_t run = widenAscii(in, count, out);
+    in += run;
+    out += run;
+}
+
+void widenRun(const unsigned char*& in, std::size_t count, char32_t*& out) {
+    for (; count > 0 && *in < 0x80; --count)
+        *out++ = *in++;
+}
+
+/// Decodes characters of two bytes and more while each is legal, with room to read four bytes and write two units.
+template <class Unit>
+void decodeMultiByte(const unsigned char*& source, const unsigned char* end, Unit*& target, const Unit* outEnd) {
+    const unsigned char* in = source;
+    Unit* out = target;
+    while (end - in >= 4 && outEnd - out >= 2) {
+        const std::uint32_t b0 = in[0], b1 = in[1];
+        if (b0 < 0xC2 || !isContinuation(b1))
+            break;
+        if (b0 < 0xE0) {
+            *out++ = static_cast<Unit>((b0 & 0x1F) << 6 | (b1 & 0x3F));
+            in += 2;
+        } else if (b0 < 0xF0) {
+            const std::uint32_t value = (b0 & 0x0F) << 12 | (b1 & 0x3F) << 6 | (in[2] & 0x3FU);
+            if (!isContinuation(in[2]) || value < 0x800 || isSurrogate(value))
+                break;
+            *out++ = static_cast<Unit>(value);
+            in += 3;
+        } else {
+            const std::uint32_t value = (b0 & 0x07) << 18 | (b1 & 0x3F) << 12 | (in[2] & 0x3FU) << 6 | (in[3] & 0x3FU);
+            if (b0 > 0xF4 || !isContinuation(in[2]) || !isContinuation(in[3]) || value < 0x10000 ||
+                value >= UNICODE_END)
+                break;
+            if constexpr (sizeof(Unit) == sizeof(char16_t))
+                putPair(value, out);
+            else
+                *out++ = value;
+            in += 4;
+        }
+    }
+    source = in;
+    target = out;
+}
+
+template <bool (*IsLegal)(const unsigned char*, int), class Unit>
+Fault utf8ToUnits(const unsigned char* in, const unsigned char* end, Unit*& out, Unit* outEnd) {
+    while (in != end) {
+        widenRun(in, std::min(room(in, end), room<Unit>(out, outEnd)), out);
+        decodeMultiByte<Unit>(in, end, out, outEnd);
+        if (in == end)
+            break;
+        const std::size_t trailing = trailingBytes(*in);
+        if (room(in, end) <= trailing)
+            return EXHAUSTED;
+        if (!IsLegal(in, static_cast<int>(trailing) + 1))
+            return ILLEGAL;
+        if (!put(decodeLegal(in, trailing), out, outEnd))
+            return TOO_LONG;
+        in += trailing + 1;
+    }
+    return nullptr;
+}
+
+// ---- from UTF-16
+// ------------------------------------------------------------------------------------------------------
+
+/// The value at `in`, which moves behind it; a fault leaves it where it is.
+Fault readUtf16(const char16_t*& in, const char16_t* end, bool strict, std::uint32_t& value) {
+    value = *in;
+    if (isHighSurrogate(value)) {
+        if (end - in < 2)
+            return EXHAUSTED;
+        if (isLowSurrogate(in[1])) {
+            value = combine(value, in[1]);
+            ++in;
+        } else if (strict) {
+            return ILLEGAL;
+        }
+    } else if (strict && isLowSurrogate(value)) {
+        return ILLEGAL;
+    }
+    ++in;
+    return nullptr;
+}
+
+/// Encodes characters from 0x80 on, lone surrogates left alone, with room to read two units and write four bytes.
+void encodeMultiByte(const char16_t*& source, const char16_t* end, unsigned char*& target,
+                     const unsigned char* outEnd) {
+    const char16_t* in = source;
+    unsigned char* out = target;
+    while (end - in >= 2 && outEnd - out >= 4) {
+        const std::uint32_t value = *in;
+        if (value < 0x80)
+            break;
+        if (value < 0x800) {
+            out[0] = static_cast<unsigned char>(0xC0 | value >> 6);
+            out[1] = static_cast<unsigned char>(0x80 | (value & 0x3F));
+            out += 2;
+            ++in;
+        } else if (!isSurrogate(value)) {
+            out[0] = static_cast<unsigned char>(0xE0 | value >> 12);
+            out[1] = static_cast<unsigned char>(0x80 | (value >> 6 & 0x3F));
+            out[2] = static_cast<unsigned char>(0x80 | (value & 0x3F));
+            out += 3;
+            ++in;
+        } else if (isHighSurrogate(value) && isLowSurrogate(in[1])) {
+            const std::uint32_t pair = combine(value, in[1]);
+            out[0] = static_cast<unsigned char>(0xF0 | pair >> 18);
+            out[1] = static_cast<unsigned char>(0x80 | (pair >> 12 & 0x3F));
+            out[2] = static_cast<unsigned char>(0x80 | (pair >> 6 & 0x3F));
+            out[3] = static_cast<unsigned char>(0x80 | (pair & 0x3F));
+            out += 4;
+            in += 2;
+        } else {
+            break;
+        }
+    }
+    source = in;
+    target = out;
+}
+
+Fault utf16ToUtf8Units(const char16_t* in, const char16_t* end, bool strict, unsigned char*& out,
+                       unsigned char* outEnd) {
+    while (in != end) {
+        const std::size_t run = narrowAscii(in, std::min(room(in, end), room<unsigned char>(out, outEnd)), out);
+        in += run;
+        out += run;
+        encodeMultiByte(in, end, out, outEnd);
+        if (in == end)
+            break;
+        std::uint32_t value = 0;
+        if (const Fault fault = readUtf16(in, end, strict, value))
+            return fault;
+        if (!put(value, out, outEnd))
+            return TOO_LONG;
+    }
+    return nullptr;
+}
+
+Fault utf16ToUtf32Units(const char16_t* in, const char16_t* end, bool strict, char32_t*& out, char32_t* outEnd) {
+    while (in != end) {
+        std::uint32_t value = 0;
+        if (const Fault fault = readUtf16(in, end, strict, value))
+            return fault;
+        if (!put(value, out, outEnd))
+            return TOO_LONG;
+    }
+    return nullptr;
+}
+
+// ---- from UTF-32
+// ------------------------------------------------------------------------------------------------------
+
+Fault utf32ToUtf8Units(const char32_t* in, const char32_t* end, bool strict, unsigned char*& out,
+                       unsigned char* outEnd) {
+    for (; in != end; ++in) {
+        const std::uint32_t value = *in;
+        if (strict && (isSurrogate(value) || value >= UNICODE_END))
+            return ILLEGAL;
+        if (!put(value < UNICODE_END ? value : REPLACEMENT, out, outEnd))
+            return TOO_LONG;
+    }
+    return nullptr;
+}
+
+Fault utf32ToUtf16Units(const char32_t* in, const char32_t* end, bool strict, char16_t*& out, char16_t* outEnd) {
+    for (; in != end; ++in) {
+        if (out == outEnd)
+            return TOO_LONG;
+        const std::uint32_t value = *in;
+        const bool bad = isSurrogate(value) || value >= UNICODE_END;
+        if (strict && bad)
+            return ILLEGAL;
+        if (!put(bad ? REPLACEMENT : value, out, outEnd))
+            return TOO_LONG;
+    }
+    return nullptr;
+}
+
+// ---- the frame
+// --------------------------------------------------------------------------------------------------------
+
+template <class Result>
+struct UnitOf {
+    using Type = typename Result::value_type;
+};
+template <>
+struct UnitOf<std::string> {
+    using Type = unsigned char;
+};
+
+/// Runs `converter(source, end, out, outEnd)` over a terminated source whose units need at most `worst` units each.
+template <class Result, class Source, class Converter>
+Result frame(const Source* source, std::size_t worst, std::uint32_t limit,
+             const ConvertUTF::ExceptionStrategy& strategy, Converter converter) {
+    using Unit = typename UnitOf<Result>::Type;
+    const Source* const end = findTerminator(source);
+    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(room(source, end) * worst, limit));
+
+    Unit local[LOCAL_BUFFER_BYTES / sizeof(Unit)];
+    std::optional<CharacterSink<Unit>> sink;
+    Unit* begin = local;
+    if (most > std::size(local) || limit == 0) [[unlikely]]
+        begin = &sink.emplace(most, limit)[0];
+
+    Unit* out = begin;
+    if (const Fault fault = converter(source, end, out, begin + most)) [[unlikely]]
+        strategy.raise(fault);
+    const std::size_t count = std::min<std::size_t>(room(begin, out), limit - 1); // the terminator's slot
+    return Result(reinterpret_cast<const typename Result::value_type*>(begin), count);
+}
+
+} // namespace
+
+// ---- the class
+// --------------------------------------------------------------------------------------------------------
+
+constinit const ConvertUTF::ExceptionStrategy ConvertUTF::EXCEPT;
+constinit const ConvertUTF::NoExceptionStrategy ConvertUTF::NO_EXCEPT;
+constinit std::atomic<std::uint32_t> ConvertUTF::maxStringSize{DEFAULT_MAX_STRING_SIZE};
+
+void ConvertUTF::ExceptionStrategy::raise(const WChar* message) const {
+    throw norq_std::NorqIllegalArgumentException(WString(message));
+}
+
+void ConvertUTF::NoExceptionStrategy::raise(const WChar*) const {}
+
+bool ConvertUTF::isLegalUTF8(const unsigned char* bytes, int length) {
+    if (length < 1 || length > 4)
+        return false;
+    for (int i = 2; i < length; ++i)
+        if (!isContinuation(bytes[i]))
+            return false;
+    const unsigned char lead = bytes[0];
+    if (length >= 2) {
+        const unsigned char least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+        const unsigned char most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+        if (bytes[1] < least || bytes[1] > most)
+            return false;
+    }
+    return lead < 0x80 || (lead >= 0xC2 && lead <= 0xF4);
+}
+
+std::uint32_t ConvertUTF::getMaxStringSize() { return maxStringSize.load(std::memory_order_relaxed); }
+
+void ConvertUTF::setMaxStringSize(std::uint32_t size) { maxStringSize.store(size, std::memory_order_relaxed); }
+
+WString ConvertUTF::utf8ToUtf16(const unsigned char* source, bool, const ExceptionStrategy& strategy) {
+    return frame<WString>(
+        source, 1, maxStringSize.load(std::memory_order_relaxed), strategy,
+        [](auto in, auto end, auto& out, auto outEnd) { return utf8ToUnits<isLegalUTF8>(in, end, out, outEnd); });
+}
+
+std::string ConvertUTF::utf16ToUtf8(const WChar* source, bool strict, const ExceptionStrategy& strategy) {
+    return frame<std::string>(
+        source, 3, maxStringSize.load(std::memory_order_relaxed), strategy,
+        [strict](auto in, auto end, auto& out, auto outEnd) { return utf16ToUtf8Units(in, end, strict, out, outEnd); });
+}
+
+std::string ConvertUTF::utf32ToUtf8(const char32_t* source, bool strict, const ExceptionStrategy& strategy) {
+    return frame<std::string>(
+        source, 4, maxStringSize.load(std::memory_order_relaxed), strategy,
+        [strict](auto in, auto end, auto& out, auto outEnd) { return utf32ToUtf8Units(in, end, strict, out, outEnd); });
+}
+
+WString ConvertUTF::utf32ToUtf16(const char32_t* source, bool strict, const ExceptionStrategy& strategy) {
+    return frame<WString>(source, 2, maxStringSize.load(std::memory_order_relaxed), strategy,
+                          [strict](auto in, auto end, auto& out, auto outEnd) {
+                              return utf32ToUtf16Units(in, end, strict, out, outEnd);
+                          });
+}
+
+std::u32string ConvertUTF::utf8ToUtf32(const unsigned char* source, bool, const ExceptionStrategy& strategy) {
+    return frame<std::u32string>(
+        source, 1, maxStringSize.load(std::memory_order_relaxed), strategy,
+        [](auto in, auto end, auto& out, auto outEnd) { return utf8ToUnits<isLegalUTF8>(in, end, out, outEnd); });
+}
+
+std::u32string ConvertUTF::utf16ToUtf32(const WChar* source, bool strict, const ExceptionStrategy& strategy) {
+    return frame<std::u32string>(source, 1, maxStringSize.load(std::memory_order_relaxed), strategy,
+                                 [strict](auto in, auto end, auto& out, auto outEnd) {
+                                     return utf16ToUtf32Units(in, end, strict, out, outEnd);
+                                 });
+}
+
+} // namespace norq_std_internal
