@@ -1,26 +1,18 @@
 #pragma once
 
 #include "base/ContextLogMessage.h"
+#include "base/LogCallSite.h"
 #include "base/LogFunctionCall.h"
 #include "base/StaticLog.h"
 
-#include <cstdint>
-
 namespace norq_std {
-
-/// Where a log statement stands, made once at compile time and never copied.
-struct LogCallSite {
-    const WChar* function; ///< qualified name
-    const WChar* module;
-    const WChar* file; ///< leaf of the source path
-    std::uint32_t line;
-};
 
 /// Traces one call at priority CALL from a static call site: "Begin." now, "End." when it dies, each only if the
 /// threshold allows at that moment. Disabled it costs two tests and copies nothing.
 class LogFunctionScope {
 public:
-    explicit LogFunctionScope(const LogCallSite& site) : site(site) {
+    explicit LogFunctionScope(const LogCallSite& callSite)
+        : site(callSite) {
         if (StaticLog::isThresholdOn(CALL)) [[unlikely]]
             send(site, u"Begin.");
     }
@@ -32,23 +24,12 @@ public:
     LogFunctionScope& operator=(const LogFunctionScope&) = delete;
 
 private:
+    /// Swallows every failure; no cancellation point.
     NORQSTD_EXPORT static void send(const LogCallSite& site, const WChar* text) noexcept;
 
     const LogCallSite& site;
 };
 
-namespace detail {
-
-/// The part behind the last slash or backslash, whichever comes later.
-constexpr const WChar* pathLeaf(const WChar* path) {
-    const WChar* leaf = path;
-    for (const WChar* p = path; *p != 0; ++p)
-        if (*p == u'/' || *p == u'\\')
-            leaf = p + 1;
-    return leaf;
-}
-
-} // namespace detail
 } // namespace norq_std
 
 #define NORQ_DETAIL_CONCAT2(a, b) a##b

@@ -24,7 +24,8 @@ class NORQSTD_EXPORT StaticLog {
 public:
     /// Whether callers log at this priority. Two relaxed loads and a comparison: no lock, no call.
     static bool isThresholdOn(LogEventPriority priority) {
-        return priority >= (initialized.load(std::memory_order_relaxed) ? currentThreshold.load(std::memory_order_relaxed) : DEBUG);
+        return priority >=
+               (initialized.load(std::memory_order_relaxed) ? currentThreshold.load(std::memory_order_relaxed) : DEBUG);
     }
 
     static LogEventPriority getThreshold() { return currentThreshold.load(std::memory_order_relaxed); }

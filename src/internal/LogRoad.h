@@ -10,9 +10,10 @@ namespace norq_std_internal {
 /// destroyed. `setInitialized` opens it for lines; `setThreshold` may be called at any time.
 class NORQSTD_EXPORT LogRoad {
 public:
-    virtual void log(norq_std::LogEventPriority priority, const norq_std::WString& function, const norq_std::WString& message,
-                     const norq_std::WString& module, const norq_std::WString& errorId, std::uint64_t threadId,
-                     const norq_std::WString& fileName, std::uint32_t lineNumber) = 0;
+    virtual void log(norq_std::LogEventPriority priority, const norq_std::WString& function,
+                     const norq_std::WString& message, const norq_std::WString& module,
+                     const norq_std::WString& errorId, std::uint64_t threadId, const norq_std::WString& fileName,
+                     std::uint32_t lineNumber) = 0;
     virtual void addAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
     virtual void removeAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
 

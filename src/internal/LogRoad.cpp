@@ -1,0 +1,22 @@
+#include "internal/LogRoad.h"
+
+#include <atomic>
+
+namespace norq_std_internal {
+namespace {
+
+constinit std::atomic<LogRoad*> road{nullptr};
+
+} // namespace
+
+void LogRoad::install(LogRoad* next) { road.store(next, std::memory_order_release); }
+
+LogRoad* LogRoad::installed() { return road.load(std::memory_order_acquire); }
+
+void LogRoad::setInitialized(bool on) { norq_std::StaticLog::initialized.store(on, std::memory_order_release); }
+
+void LogRoad::setThreshold(norq_std::LogEventPriority threshold) {
+    norq_std::StaticLog::currentThreshold.store(threshold, std::memory_order_relaxed);
+}
+
+} // namespace norq_std_internal
