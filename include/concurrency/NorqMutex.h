@@ -26,8 +26,6 @@ public:
     void UnLock();
 
 private:
-    friend class NorqCond;
-
     norq_std_internal::RecursiveMutex* handle;
 };
 
