@@ -5,44 +5,21 @@
 #include "base/StaticLog.h"
 #include "concurrency/ReadWriteLock.h"
 #include "internal/FaultTranslation.h"
+#include "internal/ReadWriteGuards.h"
 #include "internal/ThreadIdMap.h"
 
 #include <utility>
 
 namespace norq_std {
+
+using norq_std_internal::ReadGuard;
+using norq_std_internal::WriteGuard;
+
 namespace {
 
 constexpr int KeyValueReaders = 32;
 
 std::shared_ptr<ReadWriteLock> newKeyValuesLock() { return std::make_shared<ReadWriteLock>(KeyValueReaders); }
-
-class ReadGuard {
-public:
-    explicit ReadGuard(ReadWriteLock& owner)
-        : lock(owner) {
-        lock.readLock();
-    }
-    ~ReadGuard() { lock.readUnlock(); }
-    ReadGuard(const ReadGuard&) = delete;
-    ReadGuard& operator=(const ReadGuard&) = delete;
-
-private:
-    ReadWriteLock& lock;
-};
-
-class WriteGuard {
-public:
-    explicit WriteGuard(ReadWriteLock& owner)
-        : lock(owner) {
-        lock.writeLock();
-    }
-    ~WriteGuard() { lock.writeUnlock(); }
-    WriteGuard(const WriteGuard&) = delete;
-    WriteGuard& operator=(const WriteGuard&) = delete;
-
-private:
-    ReadWriteLock& lock;
-};
 
 void logStackTrace(LogEventPriority priority, const WString& function, const NorqException& exception,
                    std::uint32_t line) {

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "base/Export.h"
+
+namespace norq_std_internal {
+
+/// What happens when the library is loaded into a process and when it goes. Threads may still run at its end, so
+/// nothing that they use is destroyed then.
+class NORQSTD_EXPORT LibraryLoad {
+public:
+    static void attach();
+    static void detach();
+};
+
+// Classes that are made by name register themselves through these, which stand in the folders of the classes, so that
+// the base knows nothing of them.
+
+/// DebugFileFilter, LogFileFilter, NorqLogLayout and the appenders, in the order of their names in the registry's
+/// table.
+__attribute__((weak)) void registerLogClasses();
+
+} // namespace norq_std_internal
