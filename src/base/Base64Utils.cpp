@@ -1,0 +1,152 @@
+#include "base/Base64Utils.h"
+
+#include "base/WString.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <vector>
+
+namespace norq_std {
+
+namespace {
+
+constexpr std::string_view ALPHABET = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char PADDING = '=';
+constexpr std::int64_t FAILED = -1;
+constexpr std::int8_t NO_SEXTET = -1;
+
+constexpr std::array<std::int8_t, 256> SEXTETS = [] {
+    std::array<std::int8_t, 256> sextets{};
+    sextets.fill(NO_SEXTET);
+    for (std::size_t i = 0; i < ALPHABET.size(); ++i)
+        sextets[static_cast<unsigned char>(ALPHABET[i])] = static_cast<std::int8_t>(i);
+    return sextets;
+}();
+
+bool isAsciiSpace(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+
+const char* skipSpace(const char* text) {
+    while (isAsciiSpace(*text))
+        ++text;
+    return text;
+}
+
+const unsigned char* bytesOf(const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); }
+
+/// What a decoder has read of the group of four: `state` characters, of which `rest` bits belong to the next byte.
+struct Group {
+    int state = 0;
+    std::uint32_t bits = 0;
+
+    static constexpr int REST_BITS[] = {0, 6, 4, 2};
+
+    std::uint32_t unusedBits() const { return bits & ((1U << REST_BITS[state]) - 1); }
+};
+
+/// Checks padding and what follows it; null or the message of the fault.
+const WChar* checkPadding(const char* padding, int state) {
+    const char* rest = skipSpace(padding + 1);
+    if (state == 2) {
+        if (*rest != PADDING)
+            return u"Missing trailing padding.";
+        rest = skipSpace(rest + 1);
+    }
+    return *rest == '\0' ? nullptr : u"Extra characters after padding.";
+}
+
+} // namespace
+
+Base64Utils::~Base64Utils() = default;
+
+std::uint32_t Base64Utils::getMbcsStringLength(const std::string& base64) {
+    return static_cast<std::uint32_t>(base64.size() / 4 * 3 + 1);
+}
+
+std::uint32_t Base64Utils::getBase64StringLength(const std::string& text) {
+    return static_cast<std::uint32_t>(text.size() / 3 * 4 + 5);
+}
+
+bool Base64Utils::isBase64String(const std::string& text) { return internalBase64ToMbcs(text.c_str(), nullptr, 0) >= 0; }
+
+std::string Base64Utils::base64ToMbcs(const std::string& base64) {
+    std::string decoded(base64.size() + 1, '\0');
+    const std::int64_t length =
+        internalBase64ToMbcs(base64.c_str(), reinterpret_cast<unsigned char*>(decoded.data()), base64.size());
+    if (length < 0)
+        return {};
+    decoded.resize(std::min(decoded.find('\0'), static_cast<std::size_t>(length)));
+    return decoded;
+}
+
+std::string Base64Utils::mbcsToBase64(const std::string& text) {
+    std::string encoded(getBase64StringLength(text), '\0');
+    const std::int64_t length = internalMbcsToBase64(bytesOf(text), text.size(), encoded.data(), encoded.size());
+    encoded.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+    return encoded;
+}
+
+std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* target, std::size_t targetSize) {
+    Group group;
+    std::size_t written = 0;
+    for (; *text != '\0' && *text != PADDING; ++text) {
+        if (isAsciiSpace(*text))
+            continue;
+        const std::int8_t sextet = SEXTETS[static_cast<unsigned char>(*text)];
+        if (sextet == NO_SEXTET) {
+            debug(u"<%C> is not a Base64 character.", *text);
+            return FAILED;
+        }
+        group.bits = group.bits << 6 | static_cast<std::uint32_t>(sextet);
+        group.state = (group.state + 1) % 4;
+        if (group.state == 1)
+            continue;
+        if (target != nullptr) {
+            if (written == targetSize) {
+                debug(u"Insufficient space to hold MBCS string.");
+                return FAILED;
+            }
+            target[written] = static_cast<unsigned char>(group.bits >> Group::REST_BITS[group.state]);
+        }
+        ++written;
+    }
+    if (*text == '\0') {
+        if (group.state == 0)
+            return static_cast<std::int64_t>(written);
+        debug(u"Partial bytes after string.");
+        return FAILED;
+    }
+    if (group.state < 2)
+        return FAILED;
+    const WChar* fault = checkPadding(text, group.state);
+    if (fault == nullptr && target != nullptr && group.unusedBits() != 0)
+        fault = u"Invalid characters after padding.";
+    if (fault != nullptr)
+        debug(u"%ls", fault);
+    return fault != nullptr ? FAILED : static_cast<std::int64_t>(written);
+}
+
+std::int64_t Base64Utils::internalMbcsToBase64(const unsigned char* source, std::size_t sourceLength, char* target,
+                                               std::size_t targetSize) {
+    std::size_t written = 0;
+    for (std::size_t i = 0; i < sourceLength; i += 3) {
+        if (targetSize < written + 5) {
+            debug(u"Insufficient space to hold Base64 string.");
+            return FAILED;
+        }
+        const std::size_t bytes = std::min<std::size_t>(3, sourceLength - i);
+        std::uint32_t bits = 0;
+        for (std::size_t k = 0; k < 3; ++k)
+            bits = bits << 8 | (k < bytes ? source[i + k] : 0U);
+        for (std::size_t k = 0; k < 4; ++k)
+            target[written++] = k <= bytes ? ALPHABET[bits >> (18 - 6 * k) & 0x3F] : PADDING;
+    }
+    if (written >= targetSize) {
+        debug(u"Insufficient space to hold Base64 string.");
+        return FAILED;
+    }
+    target[written] = '\0';
+    return static_cast<std::int64_t>(written);
+}
+
+} // namespace norq_std
