@@ -25,10 +25,10 @@ public:
 
     /// Between wide text and a Windows code page; 0 is the default of every process, windows-1252.
     ///
-    /// The code pages are those of the languages below, 1252 and 65001 (UTF-8); any other gives an empty text and a line
-    /// of debug log. A text ends at its first zero unit. Encoding takes the page's own best fit for a character that it
-    /// lacks, and `?` where there is none (two for a surrogate pair); decoding gives `?` for bytes that stand for
-    /// nothing. In 65001 both write U+FFFD instead. Bytes that 125x leaves undefined are the control characters of
+    /// The code pages are those of the languages below, 1252 and 65001 (UTF-8); any other gives an empty text and a
+    /// line of debug log. A text ends at its first zero unit. Encoding takes the page's own best fit for a character
+    /// that it lacks, and `?` where there is none (two for a surrogate pair); decoding gives `?` for bytes that stand
+    /// for nothing. In 65001 both write U+FFFD instead. Bytes that 125x leaves undefined are the control characters of
     /// the same value, both ways.
     static WString convertMbcsToUnicode(const std::string& text, std::uint32_t codePage);
     static std::string convertUnicodeToMbcs(const WString& text, std::uint32_t codePage);

@@ -12,7 +12,9 @@ namespace NorqStd {
 template <class T>
 class MemoryBuffer {
 public:
-    explicit MemoryBuffer(std::size_t size) : count(size), elements(allocate(size)) {}
+    explicit MemoryBuffer(std::size_t size)
+        : count(size)
+        , elements(allocate(size)) {}
     virtual ~MemoryBuffer() = default;
     MemoryBuffer(const MemoryBuffer&) = delete;
     MemoryBuffer& operator=(const MemoryBuffer&) = delete;

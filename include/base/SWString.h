@@ -28,7 +28,8 @@ enum CodeType : int {
 /// it does not follow later changes of the text. Taking a view writes to the object: two threads may not take views of
 /// one string at once. Copying and moving concern the wide text alone.
 ///
-/// No operation throws for bad input. Code page 0 is windows-1252; characters without a place in a code page become `?`.
+/// No operation throws for bad input. Code page 0 is windows-1252; characters without a place in a code page become
+/// `?`.
 class NORQSTD_EXPORT SWString : public norq_std::WString {
     using WChar = norq_std::WChar;
     using WString = norq_std::WString;
@@ -44,14 +45,15 @@ public:
     SWString(const WChar* text, size_type length);
     SWString(size_type count, WChar unit);
     template <std::input_iterator Iterator>
-    SWString(Iterator first, Iterator last) : WString(first, last) {}
+    SWString(Iterator first, Iterator last)
+        : WString(first, last) {}
     SWString(std::initializer_list<WChar> units);
     SWString(WChar unit);
     /// The unit of the byte's value.
     SWString(char byte);
 
-    /// Narrow text up to its first zero byte, or its first `length` bytes up to a zero byte among them. Text that cannot
-    /// be read gives the empty string.
+    /// Narrow text up to its first zero byte, or its first `length` bytes up to a zero byte among them. Text that
+    /// cannot be read gives the empty string.
     SWString(const char* text, CodeType codeType = CODE_MBCS, std::uint32_t codePage = 0);
     SWString(const char* text, std::size_t length, CodeType codeType = CODE_MBCS, std::uint32_t codePage = 0);
 
@@ -91,19 +93,19 @@ public:
     /// Every overload of the standard string; those that return the string return this one. The argument may be (part
     /// of) the string itself.
     template <class... Arguments>
-        requires requires(WString& text, Arguments&&... a) { text.append(std::forward<Arguments>(a)...); }
+    requires requires(WString& text, Arguments&&... a) { text.append(std::forward<Arguments>(a)...); }
     SWString& append(Arguments&&... arguments) {
         WString::append(std::forward<Arguments>(arguments)...);
         return *this;
     }
     template <class... Arguments>
-        requires requires(WString& text, Arguments&&... a) { text.assign(std::forward<Arguments>(a)...); }
+    requires requires(WString& text, Arguments&&... a) { text.assign(std::forward<Arguments>(a)...); }
     SWString& assign(Arguments&&... arguments) {
         WString::assign(std::forward<Arguments>(arguments)...);
         return *this;
     }
     template <class... Arguments>
-        requires requires(WString& text, Arguments&&... a) { text.insert(std::forward<Arguments>(a)...); }
+    requires requires(WString& text, Arguments&&... a) { text.insert(std::forward<Arguments>(a)...); }
     decltype(auto) insert(Arguments&&... arguments) {
         using Result = decltype(WString::insert(std::forward<Arguments>(arguments)...));
         if constexpr (std::is_same_v<Result, WString&>) {
@@ -114,7 +116,7 @@ public:
         }
     }
     template <class... Arguments>
-        requires requires(WString& text, Arguments&&... a) { text.replace(std::forward<Arguments>(a)...); }
+    requires requires(WString& text, Arguments&&... a) { text.replace(std::forward<Arguments>(a)...); }
     SWString& replace(Arguments&&... arguments) {
         WString::replace(std::forward<Arguments>(arguments)...);
         return *this;
@@ -134,8 +136,8 @@ public:
     /// Base64 of the text in code page 0.
     const char* base64_str() const;
 
-    /// Read narrow text, or its first `length` bytes. Returns false, and leaves the string as it was, if there are bytes
-    /// but nothing can be read from them.
+    /// Read narrow text, or its first `length` bytes. Returns false, and leaves the string as it was, if there are
+    /// bytes but nothing can be read from them.
     bool SetUTF8(const char* text);
     bool SetUTF8(const char* text, std::size_t length);
     bool SetBase64(const char* text);

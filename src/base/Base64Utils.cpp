@@ -1,11 +1,12 @@
 #include "base/Base64Utils.h"
 
-#include "base/WString.h"
+#include "base/ErrorUtils.h"
+#include "base/LogMacros.h"
+#include "exception/NorqException.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <vector>
 
 namespace norq_std {
 
@@ -55,6 +56,15 @@ const WChar* checkPadding(const char* padding, int state) {
     return *rest == '\0' ? nullptr : u"Extra characters after padding.";
 }
 
+bool isFailure(std::int64_t length, const WChar* function) {
+    try {
+        ErrorUtils::isBelowMinEx(length, 0, function, u"Converted string length");
+        return false;
+    } catch (const NorqIllegalArgumentException&) { // traced by the check
+        return true;
+    }
+}
+
 } // namespace
 
 Base64Utils::~Base64Utils() = default;
@@ -67,13 +77,15 @@ std::uint32_t Base64Utils::getBase64StringLength(const std::string& text) {
     return static_cast<std::uint32_t>(text.size() / 3 * 4 + 5);
 }
 
-bool Base64Utils::isBase64String(const std::string& text) { return internalBase64ToMbcs(text.c_str(), nullptr, 0) >= 0; }
+bool Base64Utils::isBase64String(const std::string& text) {
+    return internalBase64ToMbcs(text.c_str(), nullptr, 0) >= 0;
+}
 
 std::string Base64Utils::base64ToMbcs(const std::string& base64) {
     std::string decoded(base64.size() + 1, '\0');
     const std::int64_t length =
         internalBase64ToMbcs(base64.c_str(), reinterpret_cast<unsigned char*>(decoded.data()), base64.size());
-    if (length < 0)
+    if (isFailure(length, u"norq_std::Base64Utils::base64ToMbcs"))
         return {};
     decoded.resize(std::min(decoded.find('\0'), static_cast<std::size_t>(length)));
     return decoded;
@@ -94,7 +106,7 @@ std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* 
             continue;
         const std::int8_t sextet = SEXTETS[static_cast<unsigned char>(*text)];
         if (sextet == NO_SEXTET) {
-            debug(u"<%C> is not a Base64 character.", *text);
+            NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"<%C> is not a Base64 character.", *text);
             return FAILED;
         }
         group.bits = group.bits << 6 | static_cast<std::uint32_t>(sextet);
@@ -103,7 +115,8 @@ std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* 
             continue;
         if (target != nullptr) {
             if (written == targetSize) {
-                debug(u"Insufficient space to hold MBCS string.");
+                NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs",
+                         u"Insufficient space to hold MBCS string.");
                 return FAILED;
             }
             target[written] = static_cast<unsigned char>(group.bits >> Group::REST_BITS[group.state]);
@@ -113,7 +126,7 @@ std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* 
     if (*text == '\0') {
         if (group.state == 0)
             return static_cast<std::int64_t>(written);
-        debug(u"Partial bytes after string.");
+        NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"Partial bytes after string.");
         return FAILED;
     }
     if (group.state < 2)
@@ -122,7 +135,7 @@ std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* 
     if (fault == nullptr && target != nullptr && group.unusedBits() != 0)
         fault = u"Invalid characters after padding.";
     if (fault != nullptr)
-        debug(u"%ls", fault);
+        NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"%ls", fault);
     return fault != nullptr ? FAILED : static_cast<std::int64_t>(written);
 }
 
@@ -131,7 +144,8 @@ std::int64_t Base64Utils::internalMbcsToBase64(const unsigned char* source, std:
     std::size_t written = 0;
     for (std::size_t i = 0; i < sourceLength; i += 3) {
         if (targetSize < written + 5) {
-            debug(u"Insufficient space to hold Base64 string.");
+            NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalMbcsToBase64",
+                     u"Insufficient space to hold Base64 string.");
             return FAILED;
         }
         const std::size_t bytes = std::min<std::size_t>(3, sourceLength - i);
@@ -142,7 +156,7 @@ std::int64_t Base64Utils::internalMbcsToBase64(const unsigned char* source, std:
             target[written++] = k <= bytes ? ALPHABET[bits >> (18 - 6 * k) & 0x3F] : PADDING;
     }
     if (written >= targetSize) {
-        debug(u"Insufficient space to hold Base64 string.");
+        NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalMbcsToBase64", u"Insufficient space to hold Base64 string.");
         return FAILED;
     }
     target[written] = '\0';

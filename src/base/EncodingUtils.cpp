@@ -1,12 +1,14 @@
 #include "base/EncodingUtils.h"
 
 #include "base/Base64Utils.h"
+#include "base/LogMacros.h"
 #include "base/StringUtils.h"
 #include "base/Utf8Utils.h"
+#include "concurrency/AutoLock.h"
+#include "concurrency/Lock.h"
 #include "platform/CodePage.h"
 
 #include <algorithm>
-#include <mutex>
 #include <string_view>
 
 namespace norq_std {
@@ -30,13 +32,15 @@ std::string EncodingUtils::convertUnicodeToUtf8(const WString& text) { return Ut
 
 WString EncodingUtils::convertMbcsToUnicode(const std::string& text, std::uint32_t codePage) {
     WString result;
-    platform::decodeCodePage(codePage, text.c_str(), result);
+    if (!platform::decodeCodePage(codePage, text.c_str(), result))
+        NORQ_LOG(DEBUG, u"norq_std::EncodingUtils::convertMbcsToUnicode", u"Code page %u is not known.", codePage);
     return result;
 }
 
 std::string EncodingUtils::convertUnicodeToMbcs(const WString& text, std::uint32_t codePage) {
     std::string result;
-    platform::encodeCodePage(codePage, text.c_str(), result);
+    if (!platform::encodeCodePage(codePage, text.c_str(), result))
+        NORQ_LOG(DEBUG, u"norq_std::EncodingUtils::convertUnicodeToMbcs", u"Code page %u is not known.", codePage);
     return result;
 }
 
@@ -51,9 +55,8 @@ bool EncodingUtils::isValidCharacterSet(const WString& name) {
 }
 
 std::uint32_t EncodingUtils::languageToCodePage(const WString& language) {
-    static std::mutex& guard = *new std::mutex;
     if (!isLoaded.load(std::memory_order_acquire)) {
-        const std::lock_guard hold(guard);
+        const AutoLock<Lock> hold(lock());
         if (!isLoaded.load(std::memory_order_relaxed)) {
             languageMap = loadLanguageMap();
             isLoaded.store(true, std::memory_order_release);
@@ -61,6 +64,11 @@ std::uint32_t EncodingUtils::languageToCodePage(const WString& language) {
     }
     const auto entry = languageMap->find(language);
     return entry == languageMap->end() ? 0 : entry->second;
+}
+
+Lock& EncodingUtils::lock() {
+    static Lock& guard = *new Lock;
+    return guard;
 }
 
 EncodingUtils::LanguageMap* EncodingUtils::loadLanguageMap() {

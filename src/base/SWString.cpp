@@ -28,9 +28,7 @@ WString widen(const char* text, std::uint32_t codePage) {
     return EncodingUtils::convertMbcsToUnicode(firstBytes(text), codePage);
 }
 
-std::u16string_view untilZero(const WString& text) {
-    return std::u16string_view(text).substr(0, text.find(WChar{0}));
-}
+std::u16string_view untilZero(const WString& text) { return std::u16string_view(text).substr(0, text.find(WChar{0})); }
 
 template <class T>
 T leadingNumber(const WString& text) {
@@ -50,17 +48,28 @@ T leadingNumber(const WString& text) {
 } // namespace
 
 SWString::SWString() = default;
-SWString::SWString(const SWString& text) : WString(text) {}
-SWString::SWString(SWString&& text) : WString(std::move(text)) {}
-SWString::SWString(const WString& text) : WString(text) {}
-SWString::SWString(WString&& text) : WString(std::move(text)) {}
-SWString::SWString(const WString& text, size_type position, size_type length) : WString(text, position, length) {}
-SWString::SWString(const WChar* text) : WString(text) {}
-SWString::SWString(const WChar* text, size_type length) : WString(text, length) {}
-SWString::SWString(size_type count, WChar unit) : WString(count, unit) {}
-SWString::SWString(std::initializer_list<WChar> units) : WString(units) {}
-SWString::SWString(WChar unit) : WString(1, unit) {}
-SWString::SWString(char byte) : WString(StringUtils::format(u"%C", byte)) {}
+SWString::SWString(const SWString& text)
+    : WString(text) {}
+SWString::SWString(SWString&& text)
+    : WString(std::move(text)) {}
+SWString::SWString(const WString& text)
+    : WString(text) {}
+SWString::SWString(WString&& text)
+    : WString(std::move(text)) {}
+SWString::SWString(const WString& text, size_type position, size_type length)
+    : WString(text, position, length) {}
+SWString::SWString(const WChar* text)
+    : WString(text) {}
+SWString::SWString(const WChar* text, size_type length)
+    : WString(text, length) {}
+SWString::SWString(size_type count, WChar unit)
+    : WString(count, unit) {}
+SWString::SWString(std::initializer_list<WChar> units)
+    : WString(units) {}
+SWString::SWString(WChar unit)
+    : WString(1, unit) {}
+SWString::SWString(char byte)
+    : WString(StringUtils::format(u"%C", byte)) {}
 
 SWString::SWString(const char* text, CodeType codeType, std::uint32_t codePage)
     : SWString(text, npos, codeType, codePage) {}

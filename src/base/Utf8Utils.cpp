@@ -1,5 +1,6 @@
 #include "base/Utf8Utils.h"
 
+#include "base/LogMacros.h"
 #include "base/UtfUtils.h"
 
 #include <bit>
@@ -37,7 +38,12 @@ bool isShortSequences(const char* text) {
 
 Utf8Utils::~Utf8Utils() = default;
 
-bool Utf8Utils::isUtf8String(const std::string& text) { return isShortSequences(text.c_str()); }
+bool Utf8Utils::isUtf8String(const std::string& text) {
+    const bool valid = isShortSequences(text.c_str());
+    if (!valid)
+        NORQ_LOG(DEBUG, u"norq_std::Utf8Utils::isUtf8String", u"Value is not a valid UTF-8 string.");
+    return valid;
+}
 
 std::string Utf8Utils::unicodeToUtf8(const WString& text) { return UtfUtils::utf16ToUtf8(text); }
 

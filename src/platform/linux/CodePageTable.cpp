@@ -35,8 +35,9 @@ constexpr BestFit BEST_FITS[] = {
 
 /// The bytes 80 to 9F of windows-1252; the five that it leaves undefined are the controls of the same value.
 constexpr char16_t WINDOWS_1252_UPPER[] = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
 };
 
 struct ByteMapping {
@@ -70,9 +71,10 @@ class CodePageLoader {
 public:
     static const CodePageTable* makeWindows1252() {
         auto* const table = new CodePageTable;
-        for (std::uint16_t byte = 0; byte < 0x100; ++byte) {
+        for (unsigned byte = 0; byte < 0x100; ++byte) {
             const bool upper = byte >= 0x80 && byte < 0xA0;
-            table->map(upper ? WINDOWS_1252_UPPER[byte - 0x80] : static_cast<char16_t>(byte), byte);
+            table->map(upper ? WINDOWS_1252_UPPER[byte - 0x80] : static_cast<char16_t>(byte),
+                       static_cast<std::uint8_t>(byte));
         }
         table->addBestFit(1252);
         return table;
@@ -146,7 +148,10 @@ private:
     }
 };
 
-CodePageTable::CodePageTable() : encodeBlocks(1) { single.fill(UNASSIGNED); }
+CodePageTable::CodePageTable()
+    : encodeBlocks(1) {
+    single.fill(UNASSIGNED);
+}
 
 const CodePageTable* CodePageTable::find(std::uint32_t codePage) {
     static const CodePageTable& windows1252 = *CodePageLoader::makeWindows1252();
@@ -162,7 +167,8 @@ const CodePageTable* CodePageTable::find(std::uint32_t codePage) {
         std::find_if(sources, sources + 8, [codePage](const Source& known) { return known.codePage == codePage; });
     if (source == sources + 8)
         return nullptr;
-    std::call_once(source->once, [source] { source->table = CodePageLoader::make(source->codePage, source->converter); });
+    std::call_once(source->once,
+                   [source] { source->table = CodePageLoader::make(source->codePage, source->converter); });
     return source->table;
 }
 

@@ -33,11 +33,11 @@ private:
     /// The unit at `in`, which moves behind it.
     char16_t decodeOne(const unsigned char*& in, const unsigned char* end) const;
 
-    DecodeBlock single;                             // the unit of a byte, or LEAD_BYTE
-    std::array<std::uint8_t, 256> pairIndex{};      // of a lead byte into pairs
-    std::vector<DecodeBlock> pairs;                 // by second byte: the unit, UNASSIGNED or NOT_A_PAIR
-    std::array<std::uint8_t, 256> encodeIndex{};    // of a unit's high byte into encodeBlocks, whose first is empty
-    std::vector<EncodeBlock> encodeBlocks;          // by low byte: one or two bytes, 0 for none
+    DecodeBlock single;                          // the unit of a byte, or LEAD_BYTE
+    std::array<std::uint8_t, 256> pairIndex{};   // of a lead byte into pairs
+    std::vector<DecodeBlock> pairs;              // by second byte: the unit, UNASSIGNED or NOT_A_PAIR
+    std::array<std::uint8_t, 256> encodeIndex{}; // of a unit's high byte into encodeBlocks, whose first is empty
+    std::vector<EncodeBlock> encodeBlocks;       // by low byte: one or two bytes, 0 for none
 };
 
 } // namespace norq_std_internal::platform
