@@ -1,0 +1,60 @@
+#pragma once
+
+#include "base/WString.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace norq_std_internal {
+
+/// Collects small pieces of JSON text and appends them to a string in large ones. `flush` ends it.
+class JsonOutput {
+public:
+    using WChar = norq_std::WChar;
+
+    explicit JsonOutput(norq_std::WString& text)
+        : target(text) {}
+    JsonOutput(const JsonOutput&) = delete;
+    JsonOutput& operator=(const JsonOutput&) = delete;
+
+    void put(WChar unit) {
+        if (used == size)
+            flush();
+        units[used++] = unit;
+    }
+
+    void append(const WChar* text, std::size_t count) {
+        if (count > size - used) {
+            flush();
+            if (count > size) {
+                target.append(text, count);
+                return;
+            }
+        }
+        std::memcpy(units + used, text, count * sizeof(WChar));
+        used += count;
+    }
+
+    /// In quotes, escaped.
+    void appendString(const norq_std::WString& text) {
+        put(u'"');
+        appendEscaped(text);
+        put(u'"');
+    }
+    void appendEscaped(const norq_std::WString& text);
+    void appendNumber(double number);
+
+    void flush() {
+        target.append(units, used);
+        used = 0;
+    }
+
+private:
+    static constexpr std::size_t size = 1024;
+
+    norq_std::WString& target;
+    std::size_t used = 0;
+    WChar units[size];
+};
+
+} // namespace norq_std_internal
