@@ -1,0 +1,54 @@
+#pragma once
+
+#include "base/Export.h"
+#include "base/LogEventPriority.h"
+#include "base/ThreadAnnotations.h"
+#include "base/WString.h"
+#include "concurrency/Lock.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace norq_std {
+
+class ILogAppender;
+class LogEvent;
+
+/// Hands log events to a list of appenders, in order of adding.
+///
+/// Events reach the appenders one at a time, in the order in which the logging threads took the logger's lock; their
+/// times are taken under that lock. The lock is recursive: a filter, layout or appender may log through the same
+/// logger, and may add and remove appenders, which counts from the next event on. It must not wait for another thread
+/// that logs.
+///
+/// A failing appender costs no other appender the event and never fails the caller; the library reports it as STD3012,
+/// at most once in 30 seconds. A logger without appenders discards events.
+class NORQSTD_EXPORT LoggerBase {
+public:
+    LoggerBase();
+    LoggerBase(const LoggerBase&) = delete;
+    LoggerBase& operator=(const LoggerBase&) = delete;
+    virtual ~LoggerBase();
+
+    /// Adds at the end of the list, unless the same object is in it. Null throws `NorqIllegalArgumentException`.
+    void addAppender(const std::shared_ptr<ILogAppender>& appender);
+    /// Removes the object; once this returns, no other thread is inside it on behalf of this logger.
+    void removeAppender(const std::shared_ptr<ILogAppender>& appender);
+    bool containsAppender(const std::shared_ptr<ILogAppender>& appender);
+
+    /// Makes an event of now with these values and appends it. Nothing tests the priority but the appenders' filters.
+    void log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
+             const WString& errorId, std::uint64_t threadId, const WString& fileName, std::uint32_t lineNumber);
+    /// Hands an event to every appender.
+    void append(const LogEvent& event);
+
+private:
+    using Appenders = std::vector<std::shared_ptr<ILogAppender>>;
+
+    Lock lock;
+    /// Replaced, never changed, so that a walk survives additions; null if there are none.
+    std::shared_ptr<const Appenders> appenders NORQ_GUARDED_BY(lock);
+};
+
+} // namespace norq_std
