@@ -6,6 +6,11 @@
 #include <span>
 #include <vector>
 
+// The system's process waits have a macro of this name. Include this header behind theirs.
+#ifdef WAIT_ANY
+#undef WAIT_ANY
+#endif
+
 namespace norq_std {
 
 class TimeSpec;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Export.h"
 #include "internal/PThreadMutex.h"
 
 #include <atomic>
@@ -7,8 +8,8 @@
 
 namespace norq_std_internal {
 
-/// Builds a result of the threads library into an exception of the family: see `Lock`.
-void checkMutexResult(int result);
+/// Throws the exception of the family for a result of the threads library that is a failure.
+NORQSTD_EXPORT void checkMutexResult(int result);
 
 struct LockPimpl {
     static constexpr std::uint64_t NO_OWNER = 0xFFFFFFFF;
