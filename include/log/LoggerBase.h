@@ -46,9 +46,13 @@ public:
 private:
     using Appenders = std::vector<std::shared_ptr<ILogAppender>>;
 
+    void deliver(const LogEvent& event) NORQ_REQUIRES(lock);
+
     Lock lock;
     /// Replaced, never changed, so that a walk survives additions; null if there are none.
     std::shared_ptr<const Appenders> appenders NORQ_GUARDED_BY(lock);
+    /// The event of the last statement, kept for the memory of its texts; null while it is under way.
+    std::unique_ptr<LogEvent> spare NORQ_GUARDED_BY(lock);
 };
 
 } // namespace norq_std

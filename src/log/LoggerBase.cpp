@@ -13,6 +13,8 @@
 namespace norq_std {
 namespace {
 
+constexpr std::size_t SPARE_MESSAGE_UNITS = 4096; // the memory of a larger message is given back
+
 /// The text of the exception being handled.
 WString describeFailure() {
     try {
@@ -63,23 +65,30 @@ void LoggerBase::log(LogEventPriority priority, const WString& function, const W
     const AutoLock<Lock> guard(lock);
     if (!appenders)
         return;
-    LogEvent event(priority);
-    event.errorId = errorId;
-    event.threadId = threadId;
-    event.module = module;
-    event.fileName = fileName;
-    event.lineNumber = lineNumber;
-    event.function = function;
-    event.message = message;
-    append(event);
+    // An appender that logs from inside finds no spare event and makes its own.
+    auto event = spare ? std::move(spare) : std::make_unique<LogEvent>();
+    event->setTime();
+    event->priority = priority;
+    event->errorId = errorId;
+    event->threadId = threadId;
+    event->module = module;
+    event->fileName = fileName;
+    event->lineNumber = lineNumber;
+    event->function = function;
+    event->message = message;
+    deliver(*event);
+    if (message.size() <= SPARE_MESSAGE_UNITS)
+        spare = std::move(event);
 }
 
 void LoggerBase::append(const LogEvent& event) {
     const AutoLock<Lock> guard(lock);
-    const auto current = appenders;
-    if (!current)
-        return;
+    if (appenders)
+        deliver(event);
+}
 
+void LoggerBase::deliver(const LogEvent& event) {
+    const auto current = appenders;
     WString failure;
     for (const auto& appender : *current) {
         try {

@@ -18,12 +18,16 @@ void appendNumber(WString& line, Integer value, int base) {
     line.append(digits.data(), end);
 }
 
-/// Writes exactly `width` digits and the separator behind them.
-WChar* writeField(WChar* at, int value, int width, WChar separator) {
-    for (int i = width - 1; i >= 0; --i, value /= 10)
-        at[i] = static_cast<WChar>(u'0' + value % 10);
-    at[width] = separator;
-    return at + width + 1;
+WChar* writeTwoDigits(WChar* at, int value) {
+    at[0] = static_cast<WChar>(u'0' + value / 10);
+    at[1] = static_cast<WChar>(u'0' + value % 10);
+    return at + 2;
+}
+
+WChar* writeField(WChar* at, int value, WChar separator) {
+    at = writeTwoDigits(at, value);
+    *at = separator;
+    return at + 1;
 }
 
 } // namespace
@@ -66,20 +70,21 @@ void NorqLogLayout::appendTimestamp(WString& line, const LogEvent& event) {
     if (!norq_std_internal::platform::repeatedLocalTime(event.time.seconds, local))
         return;
     const std::int64_t year = std::int64_t{local.tm_year} + 1900;
+    const int milliseconds = event.time.milliseconds;
     std::array<WChar, 24> text;
     WChar* at = text.data();
-    if (year >= 1000 && year <= 9999) {
-        at = writeField(at, static_cast<int>(year), 4, u'-');
-    } else {
+    if (year >= 1000 && year <= 9999) [[likely]]
+        at = writeTwoDigits(writeTwoDigits(at, static_cast<int>(year / 100)), static_cast<int>(year % 100));
+    else
         appendNumber(line, year, 10);
-        line += u'-';
-    }
-    at = writeField(at, local.tm_mon + 1, 2, u'-');
-    at = writeField(at, local.tm_mday, 2, u' ');
-    at = writeField(at, local.tm_hour, 2, u':');
-    at = writeField(at, local.tm_min, 2, u':');
-    at = writeField(at, local.tm_sec, 2, u':');
-    at = writeField(at, event.time.milliseconds, 3, u' ');
+    *at++ = u'-';
+    at = writeField(at, local.tm_mon + 1, u'-');
+    at = writeField(at, local.tm_mday, u' ');
+    at = writeField(at, local.tm_hour, u':');
+    at = writeField(at, local.tm_min, u':');
+    at = writeField(at, local.tm_sec, u':');
+    *at++ = static_cast<WChar>(u'0' + milliseconds / 100 % 10);
+    at = writeField(at, milliseconds % 100, u' ');
     line.append(text.data(), at);
 }
 
