@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace shipper {
+
+/// Standard error, where a progress line and messages must not run into each other. Any thread may call.
+class Console {
+public:
+    /// A message on a line of its own.
+    static void say(const std::string& message);
+    /// Replaces the progress line; the empty text takes it away.
+    static void showProgress(const std::string& text);
+    static bool isTerminal();
+};
+
+} // namespace shipper

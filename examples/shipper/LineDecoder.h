@@ -1,0 +1,20 @@
+#pragma once
+
+#include "base/WString.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace shipper {
+
+/// The text of a line of bytes, and what had to be done to get it.
+struct DecodedLine {
+    norq_std::WString text;
+    bool otherEncoding = false; ///< not UTF-8: read in code page 0, windows-1252, in which every byte has a character
+    std::uint32_t nulBytes = 0; ///< zero bytes, which text cannot hold; each stands as the symbol U+2400
+};
+
+/// Decodes `length` bytes, behind which stands a zero byte. Nothing is lost, whatever the bytes are.
+DecodedLine decode(const char* line, std::size_t length);
+
+} // namespace shipper

@@ -1,0 +1,89 @@
+#include "LineEvent.h"
+
+#include "base/JsonObject.h"
+#include "base/WideChar.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+namespace shipper {
+namespace {
+
+using norq_std::WString;
+
+constexpr std::size_t TIME_WITHIN = 40; // units from the beginning of a line in which a time may begin
+
+/// Takes a number of so many digits within a range from the front of the text.
+std::optional<int> takeNumber(std::u16string_view& text, std::size_t digits, int lowest, int highest) {
+    if (text.size() < digits)
+        return std::nullopt;
+    int value = 0;
+    for (std::size_t i = 0; i < digits; ++i) {
+        if (!norq_std::WideChar::isAsciiDigit(text[i]))
+            return std::nullopt;
+        value = value * 10 + (text[i] - u'0');
+    }
+    text.remove_prefix(digits);
+    return value >= lowest && value <= highest ? std::optional(value) : std::nullopt;
+}
+
+bool takeUnit(std::u16string_view& text, char16_t unit) {
+    if (!text.starts_with(unit))
+        return false;
+    text.remove_prefix(1);
+    return true;
+}
+
+/// Date and time of day are apart by blanks or a "T".
+bool takeGap(std::u16string_view& text) {
+    if (takeUnit(text, u'T'))
+        return true;
+    const std::size_t blanks = std::min(text.find_first_not_of(u' '), text.size());
+    text.remove_prefix(blanks);
+    return blanks > 0;
+}
+
+WString readTime(std::u16string_view text) {
+    const std::u16string_view date = text.substr(0, 10);
+    const bool isDate = takeNumber(text, 4, 1970, 9999) && takeUnit(text, u'-') && takeNumber(text, 2, 1, 12) &&
+                        takeUnit(text, u'-') && takeNumber(text, 2, 1, 31);
+    if (!isDate || !takeGap(text))
+        return {};
+    const std::u16string_view time = text.substr(0, 8);
+    const bool isTime = takeNumber(text, 2, 0, 23) && takeUnit(text, u':') && takeNumber(text, 2, 0, 59) &&
+                        takeUnit(text, u':') && takeNumber(text, 2, 0, 60);
+    return isTime ? WString(date) + u' ' + WString(time) : WString();
+}
+
+} // namespace
+
+WString findTime(const WString& text) {
+    const std::u16string_view view = text;
+    const std::size_t last = std::min(TIME_WITHIN, view.size());
+    for (std::size_t dash = view.find(u'-'); dash < last + 4; dash = view.find(u'-', dash + 1)) {
+        if (dash < 4)
+            continue;
+        if (WString time = readTime(view.substr(dash - 4)); !time.empty())
+            return time;
+    }
+    return {};
+}
+
+WString makeEvent(const LinePosition& position, const DecodedLine& decoded) {
+    norq_std::JsonObject event;
+    event.putString(u"source", position.source);
+    event.putLongLong(u"line", static_cast<std::int64_t>(position.line));
+    event.putString(u"text", decoded.text);
+    if (const WString time = findTime(decoded.text); !time.empty())
+        event.putString(u"time", time);
+    if (decoded.otherEncoding)
+        event.putString(u"encoding", u"windows-1252");
+    if (decoded.nulBytes > 0)
+        event.putLongLong(u"nulBytes", decoded.nulBytes);
+    if (position.part > 0)
+        event.putLongLong(u"part", position.part);
+    return event.toJsonString();
+}
+
+} // namespace shipper

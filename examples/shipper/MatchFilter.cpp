@@ -1,0 +1,40 @@
+#include "MatchFilter.h"
+
+#include "base/JsonString.h"
+#include "log/LogEvent.h"
+
+#include <string_view>
+
+namespace shipper {
+namespace {
+
+/// The escaped text of the event's line: it ends at the first quote that is not escaped.
+std::u16string_view lineOf(std::u16string_view event) {
+    constexpr std::u16string_view KEY = u"\"text\":\"";
+    const std::size_t key = event.find(KEY);
+    if (key == std::u16string_view::npos)
+        return {};
+    event.remove_prefix(key + KEY.size());
+    std::size_t end = 0;
+    while (end < event.size() && event[end] != u'"')
+        end += event[end] == u'\\' ? 2u : 1u;
+    return event.substr(0, end);
+}
+
+} // namespace
+
+MatchFilter::MatchFilter(const norq_std::WString& text)
+    : needle(norq_std::JsonString::escape(text)) {}
+
+norq_std::WString MatchFilter::toString() const { return u"MatchFilter{needle='" + needle + u"'}"; }
+
+MatchFilter* MatchFilter::newInstance(const Properties& properties) const {
+    const auto text = properties.find(u"text");
+    return new MatchFilter(text == properties.end() ? norq_std::WString() : text->second);
+}
+
+MatchFilter::FilterDecision MatchFilter::decide(const norq_std::LogEvent& event) {
+    return lineOf(event.message).find(needle) == std::u16string_view::npos ? DENY : ACCEPT;
+}
+
+} // namespace shipper

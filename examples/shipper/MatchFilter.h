@@ -1,0 +1,21 @@
+#pragma once
+
+#include "log/ILogEventFilter.h"
+
+namespace shipper {
+
+/// Accepts events whose line holds a given text, compared exactly. It looks at the "text" of the event alone, and not
+/// at the name of its file.
+class MatchFilter : public norq_std::ILogEventFilter {
+public:
+    explicit MatchFilter(const norq_std::WString& text);
+
+    norq_std::WString toString() const override;
+    MatchFilter* newInstance(const Properties& properties) const override;
+    FilterDecision decide(const norq_std::LogEvent& event) override;
+
+private:
+    const norq_std::WString needle; ///< as it stands in JSON
+};
+
+} // namespace shipper

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace shipper {
+
+/// What the command line asks for.
+struct Options {
+    std::vector<std::string> files;
+    std::string match;  ///< ship only lines that contain this
+    std::string output; ///< file to write, standard output where empty
+    unsigned workers = 0;
+    bool quiet = false;
+    bool help = false;
+};
+
+/// Throws `std::invalid_argument` with a sentence for the user.
+Options parseCommandLine(int argc, const char* const* argv);
+
+/// The package manager's history: what is there of it, in plain text. Names of files left out go to `skipped`.
+std::vector<std::string> findDefaultFiles(std::vector<std::string>& skipped);
+
+extern const char* const USAGE;
+
+} // namespace shipper

@@ -1,0 +1,232 @@
+// Runs the shipper as its users do, and counts what arrives.
+
+#include "base/JsonObject.h"
+#include "base/JsonUtil.h"
+#include "base/UtfUtils.h"
+#include "internal/ConvertUTF.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using norq_std::UtfUtils;
+
+namespace {
+
+using Event = std::shared_ptr<norq_std::JsonObject>;
+
+struct Ended {
+    int status = -1;
+    std::string errors; ///< what stood on standard error
+};
+
+class ShipperTest : public testing::Test {
+protected:
+    void SetUp() override {
+        norq_std_internal::ConvertUTF::setMaxStringSize(16 * 1024 * 1024);
+        std::string name = (fs::temp_directory_path() / "shipper-XXXXXX").string();
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        folder = name;
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    std::string path(const std::string& name) const { return (folder / name).string(); }
+
+    std::string write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+        return path(name);
+    }
+
+    pid_t start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), SHIPPER_PROGRAM);
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, path("out").c_str(), O_CREAT | O_TRUNC | O_WRONLY,
+                                         0600);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, path("err").c_str(), O_CREAT | O_TRUNC | O_WRONLY,
+                                         0600);
+        pid_t child = -1;
+        EXPECT_EQ(posix_spawn(&child, SHIPPER_PROGRAM, &actions, nullptr, argv.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        return child;
+    }
+
+    Ended await(pid_t child) const {
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), errors()};
+    }
+
+    std::string errors() const {
+        std::ostringstream text;
+        text << std::ifstream(path("err")).rdbuf();
+        return text.str();
+    }
+
+    Ended ship(std::vector<std::string> arguments) const { return await(start(std::move(arguments))); }
+
+    /// The events of the output, each checked for the shape of its log line.
+    std::vector<Event> events(const std::string& name = "out") const {
+        std::vector<Event> result;
+        std::ifstream file(path(name), std::ios::binary);
+        for (std::string line; std::getline(file, line);) {
+            constexpr std::string_view PREFIX = "2024-03-07 09:05:02:041 INFO ";
+            EXPECT_EQ(line.substr(23, 6), PREFIX.substr(23));
+            const auto json = norq_std::JsonUtil::parseJson(UtfUtils::utf8ToUtf16(line.substr(PREFIX.size())));
+            result.push_back(std::dynamic_pointer_cast<norq_std::JsonObject>(json));
+            if (!result.back()) {
+                ADD_FAILURE() << line;
+                return {};
+            }
+        }
+        return result;
+    }
+
+    static std::string text(const Event& event, const norq_std::WString& key = u"text") {
+        return UtfUtils::utf16ToUtf8(event->getString(key, u""));
+    }
+
+    fs::path folder;
+};
+
+std::string generate(std::size_t lines) {
+    std::string bytes;
+    for (std::size_t i = 1; i <= lines; ++i)
+        bytes += "2024-03-07 09:05:02 status installed p\xc3\xa4" + std::to_string(i * 7919) + ":amd64 \"1/2\\3\"\n";
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(ShipperTest, everyLineOfEveryFileArrivesOnce) {
+    std::map<std::string, std::vector<std::string>> expected;
+    std::vector<std::string> arguments{"--workers", "3", "--output", path("shipped")};
+    for (const std::size_t lines : {40000, 1, 0, 5000}) {
+        const std::string bytes = generate(lines);
+        const std::string file = write("file" + std::to_string(lines), bytes);
+        arguments.push_back(file);
+        std::istringstream stream(bytes);
+        for (std::string line; std::getline(stream, line);)
+            expected[file].push_back(line);
+    }
+    const Ended ended = ship(arguments);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_TRUE(ended.errors.starts_with("shipper: 4 files, 45001 lines, ")) << ended.errors;
+
+    for (const Event& event : events("shipped")) {
+        std::vector<std::string>& lines = expected[text(event, u"source")];
+        const auto number = static_cast<std::size_t>(event->getLongLong(u"line", 0));
+        ASSERT_TRUE(number >= 1 && number <= lines.size());
+        ASSERT_EQ(text(event), lines[number - 1]);
+        ASSERT_EQ(text(event, u"time"), "2024-03-07 09:05:02");
+        lines[number - 1] = "arrived before";
+    }
+    for (const auto& [file, lines] : expected)
+        for (const std::string& line : lines)
+            ASSERT_EQ(line, "arrived before") << file;
+}
+
+TEST_F(ShipperTest, losesNothingOfLinesOutOfTheOrdinary) {
+    std::string huge = "huge ";
+    while (huge.size() < 3'000'000)
+        huge += "\xe2\x82\xac\xf0\x9f\x98\x80";
+    const std::string file =
+        write("odd", std::string("\n") + "caf\xe9 \x80\n" + std::string("a\0b\0", 4) + "\n" + huge +
+                         "\nStart-Date: 2024-03-07  09:05:02\n2024-13-07 09:05:02\nno line feed");
+    ASSERT_EQ(ship({file}).status, 0);
+
+    std::map<std::int64_t, Event> byLine;
+    std::map<std::int64_t, std::string> pieces;
+    for (const Event& event : events()) {
+        const std::int64_t number = event->getLongLong(u"line", 0);
+        if (number == 4)
+            pieces[event->getLongLong(u"part", 0)] = text(event);
+        else
+            EXPECT_TRUE(byLine.emplace(number, event).second);
+    }
+    ASSERT_EQ(byLine.size(), 6u);
+    EXPECT_EQ(text(byLine[1]), "");
+    EXPECT_EQ(text(byLine[2]), "caf\xc3\xa9 \xe2\x82\xac");
+    EXPECT_EQ(text(byLine[2], u"encoding"), "windows-1252");
+    EXPECT_EQ(text(byLine[3]), "a\xe2\x90\x80"
+                               "b\xe2\x90\x80");
+    EXPECT_EQ(byLine[3]->getInteger(u"nulBytes", 0), 2);
+    EXPECT_FALSE(byLine[3]->contains(u"encoding"));
+    EXPECT_EQ(text(byLine[5], u"time"), "2024-03-07 09:05:02");
+    EXPECT_FALSE(byLine[6]->contains(u"time"));
+    EXPECT_EQ(text(byLine[7]), "no line feed");
+    std::string joined;
+    for (const auto& [part, piece] : pieces)
+        joined += piece;
+    EXPECT_GT(pieces.size(), 1u);
+    EXPECT_TRUE(joined == huge);
+}
+
+TEST_F(ShipperTest, aMatchLooksAtTheTextOfTheLineAlone) {
+    const std::string file = write("some \"text\" file", "one/two \"q\"\nthree\n");
+    ASSERT_EQ(ship({"--match=/two \"q", file}).status, 0);
+    ASSERT_EQ(events().size(), 1u);
+    EXPECT_EQ(text(events()[0]), "one/two \"q\"");
+    ASSERT_EQ(ship({"--filter", "file", "--quiet", file}).status, 0);
+    EXPECT_TRUE(events().empty());
+}
+
+TEST_F(ShipperTest, saysWhatIsWrong) {
+    const std::string file = write("file", "line\n");
+    const Ended missing = ship({file, path("absent"), folder.string()});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.errors.find("cannot open " + path("absent") + ": No such file or directory"), std::string::npos);
+    EXPECT_NE(missing.errors.find("cannot read " + folder.string() + ": Is a directory"), std::string::npos);
+    EXPECT_EQ(events().size(), 1u);
+
+    const Ended full = ship({"--output", "/dev/full", file});
+    EXPECT_EQ(full.status, 3);
+    EXPECT_NE(full.errors.find("cannot write /dev/full: No space left on device"), std::string::npos);
+    EXPECT_EQ(ship({"--output", path("no/such/folder"), file}).status, 3);
+
+    for (const auto& wrong : {std::vector<std::string>{"--workers", "0", file}, {"--workers"}, {"--unknown"}}) {
+        const Ended ended = ship(wrong);
+        EXPECT_EQ(ended.status, 2);
+        EXPECT_NE(ended.errors.find("see shipper --help"), std::string::npos);
+    }
+    EXPECT_EQ(ship({"--output", file, file}).status, 2);
+    EXPECT_EQ(fs::file_size(file), 5u);
+}
+
+TEST_F(ShipperTest, anInterruptShipsWhatWasReadAndEndsWithTheSummary) {
+    // The output is a pipe that nobody empties until the signal has arrived: the queue is full by then.
+    const std::string file = write("large", generate(400'000));
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    const pid_t child = start({"--output", path("pipe"), file});
+    std::ifstream pipe(path("pipe"), std::ios::binary); // opened once the shipper has, and so minds signals
+    std::string line;
+    std::uint64_t lines = 0;
+    ASSERT_TRUE(std::getline(pipe, line));
+    kill(child, SIGINT);
+    while (errors().find("stopping: ") == std::string::npos)
+        std::this_thread::yield();
+    for (++lines; std::getline(pipe, line);)
+        ++lines;
+    const Ended ended = await(child);
+    EXPECT_EQ(ended.status, 128 + SIGINT);
+    EXPECT_NE(ended.errors.find(" files, " + std::to_string(lines) + " lines, "), std::string::npos) << ended.errors;
+    EXPECT_LT(lines, 400'000u);
+}

@@ -1,0 +1,70 @@
+#include "Worker.h"
+
+#include "Console.h"
+#include "LineEvent.h"
+
+#include "base/UtfUtils.h"
+#include "exception/NorqException.h"
+#include "thread/Thread.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace shipper {
+
+Worker::Worker(BatchQueue& batches, norq_std::LoggerBase& eventLogger, RunState& runState)
+    : queue(batches)
+    , logger(eventLogger)
+    , state(runState) {}
+
+norq_std::WString Worker::toString() const { return u"Worker{}"; }
+
+// A batch that fails ends the run and not the worker: if all workers went, readers would wait for room without end.
+void Worker::run() {
+    while (const auto batch = next()) {
+        std::string failure;
+        try {
+            ship(*batch);
+            continue;
+        } catch (const norq_std::NorqException& exception) {
+            failure = norq_std::UtfUtils::utf16ToUtf8(exception.getMessage());
+        } catch (const std::exception& exception) {
+            failure = exception.what();
+        }
+        if (!state.broken.exchange(true))
+            Console::say("internal failure: " + failure);
+        state.stop.signal();
+    }
+}
+
+std::shared_ptr<LineBatch> Worker::next() {
+    if (auto batch = queue.poll(-1, state.readersDone))
+        return batch;
+    return queue.poll(); // the readers are done: what is empty now stays so
+}
+
+void Worker::ship(LineBatch& batch) {
+    const std::uint64_t threadId = norq_std::Thread::getCurrentThreadId();
+    const std::uint64_t bytes = batch.text.size();
+    std::uint64_t number = batch.firstLine;
+    std::uint64_t otherEncoding = 0;
+
+    // Each line feed makes place for the zero that ends a narrow text: no line is copied to be decoded.
+    char* const end = batch.text.data() + batch.text.size();
+    for (char* line = batch.text.data(); line != end; ++number) {
+        char* const lineEnd = std::find(line, end, '\n');
+        char* const nextLine = lineEnd == end ? end : lineEnd + 1;
+        *lineEnd = '\0';
+        const DecodedLine decoded = decode(line, static_cast<std::size_t>(lineEnd - line));
+        otherEncoding += decoded.otherEncoding;
+        logger.log(norq_std::INFO, u"shipper::Worker::ship", makeEvent({*batch.source, number, batch.part}, decoded),
+                   u"shipper", {}, threadId, {}, 0);
+        line = nextLine;
+    }
+    // The pieces of a long line are one line, counted with its first.
+    state.lines += batch.part > 1 ? 0 : number - batch.firstLine;
+    state.bytes += bytes;
+    state.otherEncoding += otherEncoding;
+}
+
+} // namespace shipper
