@@ -19,6 +19,7 @@ public:
     using WChar = norq_std::WChar;
 
     static constexpr std::size_t limit = 16384;
+    static constexpr std::size_t unbounded = static_cast<std::size_t>(-1);
 
     FormatBuffer() = default;
     FormatBuffer(const FormatBuffer&) = delete;
@@ -36,11 +37,12 @@ public:
     void append(WChar unit) {
         if (WChar* to = claim(1))
             *to = unit;
+        holdsZero |= unit == 0;
     }
 
-    void append(const WChar* units, std::size_t count) {
-        if (WChar* to = claim(count))
-            std::memcpy(to, units, count * sizeof(WChar));
+    /// Appends up to the first zero or percent sign, and gives the number of units.
+    std::size_t appendLiteral(const WChar* text) {
+        return appendUntilZero(text, unbounded, [](WChar unit) { return unit != u'%'; });
     }
 
     void fill(std::size_t count, WChar unit) {
@@ -67,7 +69,7 @@ public:
     /// What was built, up to its first zero unit; nothing if it passed the limit.
     std::u16string_view text() const {
         const std::u16string_view built(first, size());
-        return built.substr(0, built.find(u'\0'));
+        return holdsZero ? built.substr(0, built.find(u'\0')) : built;
     }
 
 private:
@@ -86,7 +88,8 @@ private:
                 to[i] = static_cast<WChar>(text[read + i]);
             next += i;
             read += i;
-            if (i < chunk || read == bound || !grow(1))
+            // Room alone has ended: the text may end here as well.
+            if (read == bound || text[read] == 0 || !accept(text[read]) || !grow(1))
                 return read;
         }
     }
@@ -99,6 +102,7 @@ private:
     WChar* next = inlineUnits;
     WChar* last = inlineUnits + inlineSize;
     bool lost = false;
+    bool holdsZero = false; // only single units can bring one in
 };
 
 } // namespace norq_std_internal

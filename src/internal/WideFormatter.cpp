@@ -88,20 +88,20 @@ public:
     VaListSource(const VaListSource&) = delete;
     VaListSource& operator=(const VaListSource&) = delete;
 
-    void expect(const FormatSpec&, std::size_t) {}
+    void expect(FormatConversion, std::size_t) {}
 
     std::int32_t size(std::size_t) { return va_arg(list, int); }
 
-    Integer integer(const FormatSpec& spec) {
-        const bool isSigned = spec.conversion == FormatConversion::SignedInteger;
+    Integer integer(FormatConversion conversion, FormatLength length) {
+        const bool isSigned = conversion == FormatConversion::SignedInteger;
         std::uint64_t value;
-        if (spec.length == FormatLength::Max)
+        if (length == FormatLength::Max)
             value = va_arg(list, std::uint64_t);
         else if (isSigned)
             value = static_cast<std::uint64_t>(va_arg(list, std::int32_t));
         else
             value = va_arg(list, std::uint32_t);
-        value = narrowed(value, spec.length, isSigned);
+        value = narrowed(value, length, isSigned);
         return isSigned ? fromSigned(value) : Integer{value, false};
     }
 
@@ -128,10 +128,10 @@ public:
         : next(first)
         , end(last) {}
 
-    void expect(const FormatSpec& spec, std::size_t position) {
+    void expect(FormatConversion conversion, std::size_t position) {
         if (next == end)
             refuse(u"No argument for the conversion", position);
-        if (!fitsConversion(spec.conversion, next->kind()))
+        if (!fitsConversion(conversion, next->kind()))
             refuse(u"Argument does not fit the conversion", position);
     }
 
@@ -145,17 +145,17 @@ public:
         return static_cast<std::int32_t>(std::min<std::uint64_t>(value, largestSize));
     }
 
-    Integer integer(const FormatSpec& spec) {
+    Integer integer(FormatConversion conversion, FormatLength length) {
         const FormatArgument& argument = *next++;
-        const bool converts = spec.length == FormatLength::Byte || spec.length == FormatLength::Half;
-        if (spec.conversion == FormatConversion::SignedInteger) {
+        const bool converts = length == FormatLength::Byte || length == FormatLength::Half;
+        if (conversion == FormatConversion::SignedInteger) {
             const bool isUnsigned = argument.kind() == FormatArgumentKind::UnsignedInteger;
             if (isUnsigned && !converts)
                 return {argument.asInteger(), false};
-            return fromSigned(narrowed(argument.asInteger(), spec.length, true));
+            return fromSigned(narrowed(argument.asInteger(), length, true));
         }
         if (converts)
-            return {narrowed(argument.asInteger(), spec.length, false), false};
+            return {narrowed(argument.asInteger(), length, false), false};
         return {argument.sizeOfInteger() > 4 ? argument.asInteger() : static_cast<std::uint32_t>(argument.asInteger()),
                 false};
     }
@@ -210,15 +210,7 @@ int countDigits(std::uint64_t value, WChar letter) {
 }
 
 /// Writes the digits that end before `end`.
-void writeDigits(std::uint64_t value, WChar letter, WChar* end) {
-    if (letter == u'x' || letter == u'X' || letter == u'o') {
-        const char* digits = letter == u'X' ? "0123456789ABCDEF" : "0123456789abcdef";
-        const int shift = letter == u'o' ? 3 : 4;
-        do
-            *--end = static_cast<WChar>(digits[value & ((1U << shift) - 1)]);
-        while ((value >>= shift) != 0);
-        return;
-    }
+void writeDecimal(std::uint64_t value, WChar* end) {
     for (; value >= 100; value /= 100) {
         const std::size_t pair = value % 100 * 2;
         *--end = static_cast<WChar>(digitPairs[pair + 1]);
@@ -232,6 +224,16 @@ void writeDigits(std::uint64_t value, WChar letter, WChar* end) {
     }
 }
 
+void writeDigits(std::uint64_t value, WChar letter, WChar* end) {
+    if (letter != u'x' && letter != u'X' && letter != u'o')
+        return writeDecimal(value, end);
+    const char* digits = letter == u'X' ? "0123456789ABCDEF" : "0123456789abcdef";
+    const int shift = letter == u'o' ? 3 : 4;
+    do
+        *--end = static_cast<WChar>(digits[value & ((1U << shift) - 1)]);
+    while ((value >>= shift) != 0);
+}
+
 template <class Source>
 class Engine {
 public:
@@ -242,10 +244,9 @@ public:
     void run(const WChar* format) {
         const WChar* p = format;
         for (;;) {
-            const WChar* literal = p;
-            while (*p != 0 && *p != u'%')
+            p += out.appendLiteral(p);
+            while (*p != 0 && *p != u'%') // what is left of a literal that passed the limit
                 ++p;
-            out.append(literal, static_cast<std::size_t>(p - literal));
             if (*p == 0)
                 return;
             const std::size_t position = static_cast<std::size_t>(p - format);
@@ -254,16 +255,57 @@ public:
                 out.append(*p++);
                 continue;
             }
+            if (convertPlain(p, position))
+                continue;
             FormatSpec spec;
             if (const FormatError error = parseConversion(p, spec); error != FormatError::None) [[unlikely]]
                 refuse(error, position);
             settleSizes(spec, position);
-            source.expect(spec, position);
+            source.expect(spec.conversion, position);
             convert(spec);
         }
     }
 
 private:
+    /// The short road of the conversions that are bare of flags, sizes and, but for texts, lengths.
+    bool convertPlain(const WChar*& p, std::size_t position) {
+        const WChar letter = *p == u'l' || *p == u'h' ? p[1] : *p;
+        switch (letter) {
+        case u'd':
+        case u'u':
+            if (p[0] != letter)
+                return false;
+            convertDecimal(letter == u'd' ? FormatConversion::SignedInteger : FormatConversion::UnsignedInteger,
+                           position);
+            break;
+        case u's':
+            if (*p == u'h') {
+                source.expect(FormatConversion::NarrowText, position);
+                appendText(source.narrowText(), unbounded);
+            } else {
+                source.expect(FormatConversion::WideText, position);
+                appendText(source.wideText(), unbounded);
+            }
+            break;
+        default:
+            return false;
+        }
+        p += *p == letter ? 1 : 2;
+        return true;
+    }
+
+    void convertDecimal(FormatConversion conversion, std::size_t position) {
+        source.expect(conversion, position);
+        const Integer integer = source.integer(conversion, FormatLength::None);
+        const auto digits = static_cast<std::size_t>(countDecimalDigits(integer.magnitude));
+        WChar* to = out.claim(digits + (integer.negative ? 1 : 0));
+        if (to == nullptr)
+            return;
+        if (integer.negative)
+            *to++ = u'-';
+        writeDecimal(integer.magnitude, to + digits);
+    }
+
     void settleSizes(FormatSpec& spec, std::size_t position) {
         if (spec.width == FormatSpec::fromArgument) {
             spec.width = source.size(position);
@@ -283,7 +325,7 @@ private:
         switch (spec.conversion) {
         case FormatConversion::SignedInteger:
         case FormatConversion::UnsignedInteger:
-            return convertInteger(spec, source.integer(spec));
+            return convertInteger(spec, source.integer(spec.conversion, spec.length));
         case FormatConversion::Floating:
             return convertReal(spec, source.real(spec));
         case FormatConversion::WideUnit:
@@ -293,10 +335,10 @@ private:
             out.append(static_cast<std::uint8_t>(source.unit()));
             break;
         case FormatConversion::WideText:
-            convertText(spec, source.wideText());
+            appendText(source.wideText(), precisionOf(spec));
             break;
         case FormatConversion::NarrowText:
-            convertText(spec, source.narrowText());
+            appendText(source.narrowText(), precisionOf(spec));
             break;
         case FormatConversion::Pointer:
             return convertPointer(spec, source.pointer());
@@ -305,9 +347,12 @@ private:
             out.pad(start, static_cast<std::size_t>(spec.width), spec.left);
     }
 
+    static std::size_t precisionOf(const FormatSpec& spec) {
+        return spec.precision < 0 ? unbounded : static_cast<std::size_t>(spec.precision);
+    }
+
     template <class Unit>
-    void convertText(const FormatSpec& spec, FormatArgument::Text<Unit> text) {
-        const std::size_t precision = spec.precision < 0 ? unbounded : static_cast<std::size_t>(spec.precision);
+    void appendText(FormatArgument::Text<Unit> text, std::size_t precision) {
         if (text.data == nullptr && text.bound == unbounded)
             out.appendText(u"(null)", precision);
         else if constexpr (std::is_same_v<Unit, WChar>)
