@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace norq_std {
@@ -19,6 +20,8 @@ public:
     using const_iterator = Values::const_iterator;
 
     JsonArray() = default;
+    explicit JsonArray(Values&& elements) noexcept
+        : values(std::move(elements)) {}
     JsonArray(const JsonArray&) = delete;
     JsonArray& operator=(const JsonArray&) = delete;
 
@@ -42,8 +45,6 @@ public:
     /// Removes one element and gives the position behind it; all positions from there on become invalid.
     iterator erase(const_iterator position) { return values.erase(position); }
     void clear() { values.clear(); }
-    /// Prepares for this many elements in all.
-    void reserve(std::size_t count) { values.reserve(count); }
 
 private:
     Values values;

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "base/JsonAware.h"
+#include "base/JsonNodePool.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace norq_std {
 
@@ -17,11 +19,13 @@ class JsonArray;
 /// the nesting is; an object that contains itself can be neither written nor released.
 class NORQSTD_EXPORT JsonObject : public JsonAware {
 public:
-    using Values = std::map<WString, std::shared_ptr<JsonAware>, std::less<>>;
+    using Values = std::map<WString, std::shared_ptr<JsonAware>, std::less<>,
+                            detail::JsonNodeAllocator<std::pair<const WString, std::shared_ptr<JsonAware>>>>;
     using iterator = Values::iterator;
     using const_iterator = Values::const_iterator;
 
-    JsonObject() = default;
+    JsonObject()
+        : values(Values::allocator_type(nodes)) {}
     JsonObject(const JsonObject&) = delete;
     JsonObject& operator=(const JsonObject&) = delete;
 
@@ -66,8 +70,11 @@ public:
     /// Removes one entry and gives the position behind it.
     iterator erase(const_iterator position) { return values.erase(position); }
     void clear() { values.clear(); }
+    /// Prepares an empty object for this many entries.
+    void reserve(std::size_t count) { nodes.expect(count); }
 
 private:
+    detail::JsonNodePool nodes;
     Values values;
 };
 

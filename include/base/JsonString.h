@@ -2,6 +2,8 @@
 
 #include "base/JsonAware.h"
 
+#include <string_view>
+
 namespace norq_std {
 
 /// A JSON string. It holds the text as it is meant, without escapes.
@@ -10,6 +12,7 @@ public:
     JsonString() = default;
     explicit JsonString(const WString& value);
     explicit JsonString(WString&& value) noexcept;
+    explicit JsonString(std::u16string_view value);
     /// A null pointer throws `NorqIllegalArgumentException`.
     explicit JsonString(const WChar* value);
     JsonString(const JsonString&) = default;

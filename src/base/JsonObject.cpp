@@ -54,9 +54,8 @@ void JsonObject::put(const WString& key, const std::shared_ptr<JsonAware>& value
 }
 
 void JsonObject::put(WString&& key, std::shared_ptr<JsonAware>&& value) {
-    const bool behindAll = !values.empty() && values.rbegin()->first < key;
-    const_iterator hint = behindAll ? values.end() : values.lower_bound(key);
-    values.insert_or_assign(hint, std::move(key), std::move(value));
+    // One search of the map, whether the key is new or not; ascending keys need none.
+    values.emplace_hint(values.end(), std::move(key), nullptr)->second = std::move(value);
 }
 
 void JsonObject::putDouble(const WString& key, double value) { put(key, std::make_shared<JsonNumber>(value)); }

@@ -24,6 +24,9 @@ JsonString::JsonString(const WString& value)
 JsonString::JsonString(WString&& value) noexcept
     : text(std::move(value)) {}
 
+JsonString::JsonString(std::u16string_view value)
+    : text(value) {}
+
 JsonString::JsonString(const WChar* value)
     : text(checkedText(value)) {}
 
@@ -47,8 +50,6 @@ WString JsonString::escape(const WString& text) {
     return escaped;
 }
 
-WString JsonString::unescape(const WString& text) {
-    return norq_std_internal::unescapeJson(text.data(), text.data() + text.size());
-}
+WString JsonString::unescape(const WString& text) { return norq_std_internal::unescapeJson(text); }
 
 } // namespace norq_std

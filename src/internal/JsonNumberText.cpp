@@ -46,9 +46,8 @@ constexpr std::uint64_t powersOfTen[] = {
 };
 
 /// The powers of ten that a double holds exactly.
-constexpr double exactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                  1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-constexpr int largestExactPower = 22;
+constexpr double exactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
+                                  1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
 
 char* writeText(char* to, const char* text) {
     const std::size_t length = std::strlen(text);
@@ -104,32 +103,6 @@ char* writeFixed(char* to, Decimal decimal) {
     return to;
 }
 
-/// Text of few enough digits and a small enough exponent that one rounding makes the nearest double. False where it is
-/// something else, malformed text included.
-bool readShortNumber(const WChar* p, const WChar* end, double& number) {
-    const bool negative = p != end && *p == u'-';
-    p += negative ? 1 : 0;
-    std::uint64_t digits = 0;
-    const WChar* first = p;
-    for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
-        digits = digits * 10 + (*p - u'0');
-    std::ptrdiff_t count = p - first;
-    std::ptrdiff_t exponent = 0;
-    if (p != end && *p == u'.') {
-        first = ++p;
-        for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
-            digits = digits * 10 + (*p - u'0');
-        exponent = first - p;
-        count += p - first;
-    }
-    if (p != end || count == 0 || count > 19 || digits > std::uint64_t{1} << 53 || exponent < -largestExactPower)
-        return false;
-    number = static_cast<double>(digits) / exactPowers[-exponent];
-    if (negative)
-        number = -number;
-    return true;
-}
-
 } // namespace
 
 std::size_t writeJsonNumber(double number, char (&text)[jsonNumberSize]) {
@@ -155,20 +128,50 @@ std::size_t writeJsonNumber(double number, char (&text)[jsonNumberSize]) {
     return static_cast<std::size_t>(to - text);
 }
 
+const WChar* readShortJsonNumber(const WChar* p, const WChar* end, double& number) {
+    const bool negative = p != end && *p == u'-';
+    p += negative ? 1 : 0;
+    std::uint64_t digits = 0;
+    const WChar* first = p;
+    for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
+        digits = digits * 10 + (*p - u'0');
+    std::ptrdiff_t count = p - first;
+    std::ptrdiff_t decimals = 0;
+    if (p != end && *p == u'.') {
+        first = ++p;
+        for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
+            digits = digits * 10 + (*p - u'0');
+        decimals = p - first;
+        count += decimals;
+    }
+    // Both operands are exact, so that the one rounding of the division makes the nearest double.
+    if (count == 0 || count > 19 || digits > std::uint64_t{1} << 53)
+        return nullptr;
+    number = static_cast<double>(digits);
+    if (decimals != 0)
+        number /= exactPowers[decimals];
+    if (negative)
+        number = -number;
+    return p;
+}
+
 double readJsonNumber(const WChar* text, const WChar* end) {
     double number = 0;
-    if (readShortNumber(text, end, number))
+    if (readShortJsonNumber(text, end, number) == end)
         return number;
     // A unit outside ASCII is no part of any number, nor is the question mark.
-    std::string narrow;
-    narrow.reserve(static_cast<std::size_t>(end - text));
-    for (const WChar* p = text; p != end; ++p)
-        narrow.push_back(*p < 0x80 ? static_cast<char>(*p) : '?');
-    const auto [parsed, error] = std::from_chars(narrow.data(), narrow.data() + narrow.size(), number);
-    if (error == std::errc() && parsed == narrow.data() + narrow.size())
-        return number;
+    const auto narrow = [](WChar unit) { return unit < 0x80 ? static_cast<char>(unit) : '?'; };
+    char shortText[64];
+    if (end - text <= static_cast<std::ptrdiff_t>(sizeof shortText)) {
+        const char* const last = std::transform(text, end, shortText, narrow);
+        const auto [parsed, error] = std::from_chars(shortText, last, number);
+        if (error == std::errc() && parsed == last)
+            return number;
+    }
+    std::string longText(static_cast<std::size_t>(end - text), '\0');
+    std::transform(text, end, longText.begin(), narrow);
     try {
-        return boost::lexical_cast<double>(narrow);
+        return boost::lexical_cast<double>(longText);
     } catch (const boost::bad_lexical_cast& e) {
         const char* what = e.what();
         throw NorqIllegalArgumentException(WString(what, what + std::strlen(what)));

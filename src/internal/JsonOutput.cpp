@@ -1,26 +1,51 @@
 #include "internal/JsonOutput.h"
 
 #include "internal/JsonNumberText.h"
+#include "internal/JsonScan.h"
 #include "internal/JsonText.h"
 
 #include <algorithm>
 
 namespace norq_std_internal {
 
+namespace {
+
+/// How much of a text is escaped at a time: its longest form is twice that.
+constexpr std::size_t sliceSize = 512;
+
+/// Writes the escaped form of a range; `to` has room for twice its length and one block.
+norq_std::WChar* escape(norq_std::WChar* to, const norq_std::WChar* text, const norq_std::WChar* end) {
+    const auto escapeOne = [&to](norq_std::WChar unit) {
+        const norq_std::WChar letter = IsEscapable()(unit) ? escapeLetter(unit) : norq_std::WChar(0);
+        if (letter != 0)
+            *to++ = u'\\';
+        *to++ = letter != 0 ? letter : unit;
+    };
+    while (end - text >= unitLaneCount) {
+        // The whole block is stored before it is known how much of it may stay.
+        std::memcpy(to, text, sizeof(UnitLanes));
+        const std::ptrdiff_t plain = countUnitsBeforeHit(text, IsEscapable());
+        to += plain;
+        text += plain;
+        if (plain < unitLaneCount)
+            escapeOne(*text++);
+    }
+    while (text != end)
+        escapeOne(*text++);
+    return to;
+}
+
+} // namespace
+
 void JsonOutput::appendEscaped(const norq_std::WString& text) {
     const WChar* p = text.data();
-    const WChar* const end = p + text.size();
-    for (;;) {
-        const WChar* run = p;
-        p = findEscapable(p, end);
-        append(run, static_cast<std::size_t>(p - run));
-        if (p == end)
-            return;
-        const WChar letter = escapeLetter(*p);
-        if (letter != 0)
-            put(u'\\');
-        put(letter != 0 ? letter : *p);
-        ++p;
+    for (std::size_t left = text.size(); left != 0;) {
+        const std::size_t slice = std::min(left, sliceSize);
+        if (2 * slice + static_cast<std::size_t>(unitLaneCount) > size - used)
+            flush();
+        used = static_cast<std::size_t>(escape(units + used, p, p + slice) - units);
+        p += slice;
+        left -= slice;
     }
 }
 

@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t size = 1024;
+    static constexpr std::size_t size = 2048;
 
     norq_std::WString& target;
     std::size_t used = 0;

@@ -5,13 +5,13 @@
 #include "base/JsonString.h"
 #include "base/JsonUtil.h"
 #include "base/StringUtils.h"
-#include "base/WideChar.h"
 #include "exception/NorqException.h"
 #include "internal/JsonNumberText.h"
+#include "internal/JsonScan.h"
 #include "internal/JsonText.h"
 
+#include <algorithm>
 #include <iterator>
-#include <string_view>
 #include <utility>
 
 namespace norq_std_internal {
@@ -24,126 +24,166 @@ using norq_std::JsonString;
 using norq_std::JsonUtil;
 using norq_std::NorqIllegalArgumentException;
 using norq_std::StringUtils;
+using norq_std::WideChar;
 using norq_std::WString;
+
+namespace {
+
+// A value takes about as many bytes in memory as in a text of UTF-16.
+constexpr std::size_t leastBlock = 64;
+
+std::size_t firstBlock(const WString& text) { return std::clamp(2 * text.size(), leastBlock, JsonValueBlock::size); }
+
+bool belongsToNumber(norq_std::WChar unit) {
+    return WideChar::isDigit(unit) || unit == u'.' || unit == u'-' || unit == u'+' || unit == u'e' || unit == u'E';
+}
+
+} // namespace
 
 JsonParser::JsonParser(const WString& source)
     : text(source)
     , position(source.data())
-    , end(position + source.size()) {}
+    , end(position + source.size())
+    , maker(firstBlock(source)) {}
 
 std::shared_ptr<norq_std::JsonAware> JsonParser::parse() {
     for (;;) {
-        Value value;
-        if (!beginValue(value))
+        if (!readValue())
             continue;
         do
             if (levels.empty())
-                return value;
-        while (endValue(value));
+                return std::move(root);
+        while (levels.back().isObject ? endEntry() : endElement());
     }
 }
 
-bool JsonParser::beginValue(Value& value) {
+bool JsonParser::readValue() {
     skipSpace();
     if (position == end)
-        return true;
+        return true; // and the slot keeps its null pointer
     switch (*position) {
     case u'"':
-        value = std::make_shared<JsonString>(readString());
+        readString();
         return true;
     case u'[':
-        return beginArray(value);
+        return openArray();
     case u'{':
-        return beginObject(value);
+        return openObject();
     default:
-        value = *position == u'-' || norq_std::WideChar::isDigit(*position) ? readNumber() : readLiteral();
+        if (*position == u'-' || WideChar::isDigit(*position))
+            readNumber();
+        else
+            readLiteral();
         return true;
     }
 }
 
-bool JsonParser::endValue(Value& value) {
-    return levels.back().object == nullptr ? endElement(value) : endEntry(value);
-}
-
-bool JsonParser::beginArray(Value& value) {
+bool JsonParser::openArray() {
     checkDepth();
     ++position;
     if (checkedUnit() == u']') {
         ++position;
-        value = std::make_shared<JsonArray>();
+        slot() = maker.make<JsonArray>();
         return true;
     }
-    levels.push_back({nullptr, {}, elements.size()});
+    levels.push_back({false, elements.size()});
+    elements.emplace_back();
     return false;
 }
 
-bool JsonParser::endElement(Value& value) {
-    elements.push_back(std::move(value));
+bool JsonParser::openObject() {
+    checkDepth();
+    ++position;
+    if (checkedUnit() == u'}') {
+        ++position;
+        slot() = maker.make<JsonObject>();
+        return true;
+    }
+    levels.push_back({true, entries.size()});
+    beginEntry();
+    return false;
+}
+
+bool JsonParser::endElement() {
     skipSpaceToUnit();
     if (*position != u']') {
         if (*position != u',')
             throw NorqIllegalArgumentException(u"',' or ']' expected");
         ++position;
-        if (checkedUnit() != u']')
+        if (checkedUnit() != u']') {
+            elements.emplace_back();
             return false;
+        }
     }
     ++position;
-    const auto first = elements.begin() + static_cast<std::ptrdiff_t>(levels.back().firstElement);
-    auto array = std::make_shared<JsonArray>();
-    array->reserve(static_cast<std::size_t>(elements.end() - first));
-    for (auto element = first; element != elements.end(); ++element)
-        array->add(std::move(*element));
-    elements.erase(first, elements.end());
-    levels.pop_back();
-    value = std::move(array);
+    closeArray();
     return true;
 }
 
-bool JsonParser::beginObject(Value& value) {
-    checkDepth();
-    ++position;
-    if (checkedUnit() == u'}') {
+bool JsonParser::endEntry() {
+    skipSpaceToUnit();
+    if (*position == u',') {
         ++position;
-        value = std::make_shared<JsonObject>();
-        return true;
+        checkedUnit();
+        beginEntry();
+        return false;
     }
-    levels.push_back({std::make_shared<JsonObject>(), {}, 0});
-    readKey();
-    return false;
+    if (*position != u'}')
+        throw NorqIllegalArgumentException(u"',' or '}' expected");
+    ++position;
+    closeObject();
+    return true;
 }
 
-void JsonParser::readKey() {
+void JsonParser::closeArray() {
+    const auto first = elements.begin() + static_cast<std::ptrdiff_t>(levels.back().first);
+    auto array = maker.make<JsonArray>(
+        JsonArray::Values(std::make_move_iterator(first), std::make_move_iterator(elements.end())));
+    elements.erase(first, elements.end());
+    levels.pop_back();
+    slot() = std::move(array);
+}
+
+void JsonParser::closeObject() {
+    const auto first = entries.begin() + static_cast<std::ptrdiff_t>(levels.back().first);
+    auto object = maker.make<JsonObject>();
+    object->reserve(static_cast<std::size_t>(entries.end() - first));
+    for (auto entry = first; entry != entries.end(); ++entry)
+        object->put(std::move(entry->key), std::move(entry->value));
+    entries.erase(first, entries.end());
+    levels.pop_back();
+    slot() = std::move(object);
+}
+
+void JsonParser::beginEntry() {
     skipSpaceToUnit();
     if (*position != u'"')
         throw NorqIllegalArgumentException(u"Expected '\"'");
-    levels.back().key = readString();
+    Entry& entry = entries.emplace_back();
+    bool escaped;
+    const std::u16string_view key = scanString(escaped);
+    if (escaped)
+        entry.key = unescapeJson(key);
+    else
+        entry.key.assign(key);
     skipSpaceToUnit();
     if (*position != u':')
         throw NorqIllegalArgumentException(u"Expected ':'");
     ++position;
 }
 
-bool JsonParser::endEntry(Value& value) {
-    Level& level = levels.back();
-    level.object->put(std::move(level.key), std::move(value));
-    skipSpaceToUnit();
-    if (*position == u',') {
-        ++position;
-        checkedUnit();
-        readKey();
-        return false;
-    }
-    if (*position != u'}')
-        throw NorqIllegalArgumentException(u"',' or '}' expected");
-    ++position;
-    value = std::move(level.object);
-    levels.pop_back();
-    return true;
+void JsonParser::readString() {
+    bool escaped;
+    const std::u16string_view value = scanString(escaped);
+    if (escaped)
+        slot() = maker.make<JsonString>(unescapeJson(value));
+    else
+        slot() = maker.make<JsonString>(value);
 }
 
-WString JsonParser::readString() {
+std::u16string_view JsonParser::scanString(bool& escaped) {
     const WChar* const first = ++position;
-    bool escaped = false;
+    escaped = false;
     for (;;) {
         position = findQuoteOrBackslash(position, end);
         if (position == end || *position == u'"')
@@ -151,49 +191,41 @@ WString JsonParser::readString() {
         escaped = true;
         position += end - position > 1 ? 2 : 1;
     }
-    const WChar* const last = position;
+    const std::u16string_view scanned(first, static_cast<std::size_t>(position - first));
     if (position != end)
         ++position;
-    return escaped ? unescapeJson(first, last) : WString(first, last);
+    return scanned;
 }
 
-JsonParser::Value JsonParser::readNumber() {
-    const auto belongs = [](WChar unit) {
-        return norq_std::WideChar::isDigit(unit) || unit == u'.' || unit == u'-' || unit == u'+' || unit == u'e' ||
-               unit == u'E';
-    };
-    const WChar* const first = position;
-    while (position != end && belongs(*position))
-        ++position;
-    return std::make_shared<JsonNumber>(readJsonNumber(first, position));
+void JsonParser::readNumber() {
+    double number;
+    const WChar* behind = readShortJsonNumber(position, end, number);
+    if (behind == nullptr || (behind != end && belongsToNumber(*behind))) {
+        behind = std::find_if_not(position, end, belongsToNumber);
+        number = readJsonNumber(position, behind);
+    }
+    position = behind;
+    slot() = maker.make<JsonNumber>(number);
 }
 
-JsonParser::Value JsonParser::readLiteral() {
+void JsonParser::readLiteral() {
     const WChar* const first = position;
-    while (position != end && norq_std::WideChar::isAlpha(*position))
+    while (position != end && WideChar::isAlpha(*position))
         ++position;
     const std::u16string_view word(first, static_cast<std::size_t>(position - first));
     if (word == u"true")
-        return JsonLiteral::True;
-    if (word == u"false")
-        return JsonLiteral::False;
-    if (word == u"null")
-        return JsonLiteral::Null;
-    throw NorqIllegalArgumentException(u"Unknown literal specified");
+        slot() = JsonLiteral::True;
+    else if (word == u"false")
+        slot() = JsonLiteral::False;
+    else if (word == u"null")
+        slot() = JsonLiteral::Null;
+    else
+        throw NorqIllegalArgumentException(u"Unknown literal specified");
 }
 
-void JsonParser::skipSpace() {
-    while (position != end && norq_std::WideChar::isSpace(*position))
-        ++position;
+void JsonParser::failAtEnd() const {
+    throw NorqIllegalArgumentException(StringUtils::format(u"Expected value. Pos: %zu", text.size()));
 }
-
-void JsonParser::skipSpaceToUnit() {
-    skipSpace();
-    if (position == end)
-        throw NorqIllegalArgumentException(StringUtils::format(u"Expected value. Pos: %zu", text.size()));
-}
-
-JsonParser::WChar JsonParser::checkedUnit() const { return text.at(static_cast<std::size_t>(position - text.data())); }
 
 void JsonParser::checkDepth() const {
     if (levels.size() == JsonUtil::maximumDepth)

@@ -10,28 +10,27 @@ namespace norq_std_internal {
 
 namespace {
 
-using Deferred = std::vector<std::shared_ptr<norq_std::JsonAware>>;
-
-// Plain data, so that a thread needs no set-up and no clean-up for them.
-thread_local std::size_t depth = 0;
-thread_local Deferred* deferred = nullptr;
+// Plain data, so that a thread needs no set-up and no clean-up for it.
+constinit thread_local JsonTeardown::State threadState;
 
 } // namespace
 
 JsonTeardown::JsonTeardown() noexcept
-    : deep(++depth > deepest) {}
+    : state(threadState) {
+    ++state.depth;
+}
 
 JsonTeardown::~JsonTeardown() {
-    if (depth == 1 && deferred != nullptr) {
+    if (state.depth == 1 && state.deferred != nullptr) {
         // What is released here counts from depth 1 again, and may put more aside.
-        while (!deferred->empty()) {
-            const std::shared_ptr<norq_std::JsonAware> value = std::move(deferred->back());
-            deferred->pop_back();
+        while (!state.deferred->empty()) {
+            const std::shared_ptr<norq_std::JsonAware> value = std::move(state.deferred->back());
+            state.deferred->pop_back();
         }
-        delete deferred;
-        deferred = nullptr;
+        delete state.deferred;
+        state.deferred = nullptr;
     }
-    --depth;
+    --state.depth;
 }
 
 void JsonTeardown::defer(std::shared_ptr<norq_std::JsonAware>& value) noexcept {
@@ -42,9 +41,9 @@ void JsonTeardown::defer(std::shared_ptr<norq_std::JsonAware>& value) noexcept {
     if (type != typeid(norq_std::JsonArray) && type != typeid(norq_std::JsonObject))
         return;
     try {
-        if (deferred == nullptr)
-            deferred = new Deferred;
-        deferred->push_back(std::move(value));
+        if (state.deferred == nullptr)
+            state.deferred = new std::vector<std::shared_ptr<norq_std::JsonAware>>;
+        state.deferred->push_back(std::move(value));
     } catch (const std::bad_alloc&) {
     }
 }

@@ -15,19 +15,25 @@ namespace norq_std_internal {
 /// thread releases them when the rest is gone.
 class JsonTeardown {
 public:
+    /// Of one thread.
+    struct State {
+        std::size_t depth = 0;
+        std::vector<std::shared_ptr<norq_std::JsonAware>>* deferred = nullptr;
+    };
+
     JsonTeardown() noexcept;
     ~JsonTeardown();
     JsonTeardown(const JsonTeardown&) = delete;
     JsonTeardown& operator=(const JsonTeardown&) = delete;
 
-    bool isDeep() const { return deep; }
+    bool isDeep() const { return state.depth > deepest; }
     /// Puts the value aside if it is a container; otherwise, and if there is no memory for it, it stays where it is.
     void defer(std::shared_ptr<norq_std::JsonAware>& value) noexcept;
 
 private:
     static constexpr std::size_t deepest = 128;
 
-    bool deep;
+    State& state;
 };
 
 } // namespace norq_std_internal

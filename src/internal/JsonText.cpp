@@ -1,10 +1,7 @@
 #include "internal/JsonText.h"
 
 #include "exception/NorqException.h"
-
-#include <bit>
-#include <cstdint>
-#include <cstring>
+#include "internal/JsonScan.h"
 
 namespace norq_std_internal {
 
@@ -13,49 +10,6 @@ using norq_std::WChar;
 using norq_std::WString;
 
 namespace {
-
-using Lanes = std::uint16_t __attribute__((vector_size(16)));
-using Hits = std::int16_t __attribute__((vector_size(16))); // all bits of a lane, or none
-constexpr std::ptrdiff_t laneCount = 8;
-
-constexpr std::uint16_t quote = u'"';
-constexpr std::uint16_t slash = u'/';
-constexpr std::uint16_t backslash = u'\\';
-constexpr std::uint16_t behindShortForms = 14;
-
-struct IsQuoteOrBackslash {
-    bool operator()(WChar unit) const { return unit == quote || unit == backslash; }
-    Hits operator()(Lanes units) const { return (units == quote) | (units == backslash); }
-};
-
-struct IsEscapable {
-    bool operator()(WChar unit) const {
-        return unit < behindShortForms || unit == quote || unit == slash || unit == backslash;
-    }
-    Hits operator()(Lanes units) const {
-        return (units < behindShortForms) | (units == quote) | (units == slash) | (units == backslash);
-    }
-};
-
-/// Finds the first unit for which `test` holds, eight at a time.
-template <class Test>
-const WChar* find(const WChar* text, const WChar* end, Test test) {
-    static_assert(std::endian::native == std::endian::little, "the first unit of a block is its lowest bits");
-    for (; end - text >= laneCount; text += laneCount) {
-        Lanes lanes;
-        std::memcpy(&lanes, text, sizeof lanes);
-        const Hits hits = test(lanes);
-        std::uint64_t halves[2];
-        std::memcpy(halves, &hits, sizeof halves);
-        if (halves[0] != 0)
-            return text + std::countr_zero(halves[0]) / 16;
-        if (halves[1] != 0)
-            return text + 4 + std::countr_zero(halves[1]) / 16;
-    }
-    while (text != end && !test(*text))
-        ++text;
-    return text;
-}
 
 int hexadecimalValue(WChar unit) {
     if (unit >= u'0' && unit <= u'9')
@@ -103,10 +57,6 @@ WChar readShortForm(WChar letter) {
 
 } // namespace
 
-const WChar* findQuoteOrBackslash(const WChar* text, const WChar* end) { return find(text, end, IsQuoteOrBackslash()); }
-
-const WChar* findEscapable(const WChar* text, const WChar* end) { return find(text, end, IsEscapable()); }
-
 WChar escapeLetter(WChar unit) {
     switch (unit) {
     case 8:
@@ -128,9 +78,11 @@ WChar escapeLetter(WChar unit) {
     }
 }
 
-WString unescapeJson(const WChar* text, const WChar* end) {
+WString unescapeJson(std::u16string_view escaped) {
+    const WChar* text = escaped.data();
+    const WChar* const end = text + escaped.size();
     WString result;
-    result.reserve(static_cast<std::size_t>(end - text));
+    result.reserve(escaped.size());
     for (;;) {
         const WChar* run = text;
         do
