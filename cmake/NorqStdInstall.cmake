@@ -19,3 +19,8 @@ set(NORQSTD_PC_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH NORQSTD_PC_TO_PREFIX "/${NORQSTD_PC_DIR}" "/")
 configure_file(cmake/norqstd.pc.in "${PROJECT_BINARY_DIR}/norqstd.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/norqstd.pc" DESTINATION "${NORQSTD_PC_DIR}" COMPONENT development)
+
+if(TARGET shipper)
+    set_target_properties(shipper PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    install(TARGETS shipper RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
