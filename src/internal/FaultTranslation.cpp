@@ -117,7 +117,22 @@ Exception toException(const FaultRecord& record) {
 
 } // namespace
 
+namespace {
+
+/// Lives as long as somebody deals with it. Copies are plain.
+class StackExhausted final : public NorqRuntimeException {
+public:
+    using NorqRuntimeException::NorqRuntimeException;
+    StackExhausted(const StackExhausted&) = delete;
+    StackExhausted& operator=(const StackExhausted&) = delete;
+    ~StackExhausted() override { platform::restoreStackReserve(); }
+};
+
+} // namespace
+
 void throwFault(const FaultRecord& record) {
+    if (record.code == platform::fault::StackOverflow && record.chained == nullptr)
+        throw StackExhausted(faultText(record), static_cast<std::int32_t>(record.code));
     if (isAccessFault(record))
         throw toException<NorqAccessException>(record);
     throw toException<NorqRuntimeException>(record);

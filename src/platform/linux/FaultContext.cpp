@@ -1,0 +1,297 @@
+#include "platform/linux/FaultContext.h"
+
+#include "platform/linux/CallSites.h"
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <ucontext.h>
+#include <unwind.h>
+
+#if !defined(__x86_64__)
+#error "Processor faults are translated on x86-64: another processor needs its registers named here"
+#endif
+
+// Where a hooked function returns to. Nothing is ever executed here: it faults.
+extern "C" __attribute__((visibility("hidden"))) const char norqstdReturnHook[];
+asm(".pushsection .text\n"
+    ".hidden norqstdReturnHook\n"
+    ".globl norqstdReturnHook\n"
+    "norqstdReturnHook: ud2\n"
+    ".popsection\n");
+
+namespace norq_std_internal::platform {
+namespace {
+
+// Of the hardware's trap record.
+constexpr greg_t GeneralProtection = 13;
+constexpr greg_t PageFault = 14;
+constexpr greg_t WriteAccess = 0x02;
+constexpr greg_t InstructionFetch = 0x10;
+
+// Of an access fault's first parameter.
+constexpr std::uint64_t Read = 0;
+constexpr std::uint64_t Write = 1;
+constexpr std::uint64_t Execute = 8;
+
+constexpr std::uint64_t UnknownAddress = ~std::uint64_t{0};
+
+/// A push and a call store this much below the stack pointer at most; a leaf function uses 128 bytes of red zone.
+constexpr std::uintptr_t BelowStackPointer = 4096;
+/// How far above the computed low end the kernel may refuse to grow the main thread's stack.
+constexpr std::uintptr_t LowEndSlack = 64 * 1024;
+
+bool lookUp(std::uintptr_t address, dl_find_object& object) {
+    return ::_dl_find_object(reinterpret_cast<void*>(address), &object) ==
+           0; // NOLINT(performance-no-int-to-ptr): a register
+}
+
+bool isInCLibrary(std::uintptr_t address) {
+    dl_find_object object;
+    dl_find_object library;
+    return lookUp(address, object) && lookUp(reinterpret_cast<std::uintptr_t>(&::malloc), library) &&
+           object.dlfo_link_map == library.dlfo_link_map;
+}
+
+bool isInModule(std::uintptr_t address) {
+    dl_find_object object;
+    return lookUp(address, object);
+}
+
+/// Whether the instruction is one that only the kernel may execute. The others that end in general protection use an
+/// address that is none.
+bool isPrivileged(const unsigned char* code) {
+    const bool inOrOut = (code[0] >= 0xE4 && code[0] <= 0xE7) || (code[0] >= 0xEC && code[0] <= 0xEF);
+    const bool haltOrInterrupts = code[0] == 0xF4 || code[0] == 0xFA || code[0] == 0xFB;
+    const bool system = code[0] == 0x0F && (code[1] <= 0x01 || code[1] == 0x06 || code[1] == 0x08 || code[1] == 0x09 ||
+                                            (code[1] >= 0x20 && code[1] <= 0x23) || code[1] == 0x30 || code[1] == 0x32);
+    return inOrOut || haltOrInterrupts || system;
+}
+
+std::uint32_t arithmeticCode(int kind) {
+    switch (kind) {
+    case FPE_INTDIV:
+        return fault::IntegerDivideByZero;
+    case FPE_INTOVF:
+        return fault::IntegerOverflow;
+    case FPE_FLTDIV:
+        return fault::FloatDivideByZero;
+    case FPE_FLTOVF:
+        return fault::FloatOverflow;
+    case FPE_FLTUND:
+        return fault::FloatUnderflow;
+    case FPE_FLTRES:
+        return fault::FloatInexact;
+    case FPE_FLTSUB:
+        return fault::BoundsExceeded;
+    default:
+        return fault::FloatInvalid;
+    }
+}
+
+} // namespace
+
+std::uintptr_t FaultContext::instruction() const {
+    return static_cast<std::uintptr_t>(registers.uc_mcontext.gregs[REG_RIP]);
+}
+
+std::uintptr_t FaultContext::stackPointer() const {
+    return static_cast<std::uintptr_t>(registers.uc_mcontext.gregs[REG_RSP]);
+}
+
+bool FaultContext::isPageFault() const { return registers.uc_mcontext.gregs[REG_TRAPNO] == PageFault; }
+
+bool FaultContext::isJumpIntoVoid() const {
+    return signal == SIGSEGV && isPageFault() && (registers.uc_mcontext.gregs[REG_ERR] & InstructionFetch) != 0;
+}
+
+bool FaultContext::isExhaustedStack(const StackBounds& stack) const {
+    const auto address = reinterpret_cast<std::uintptr_t>(info.si_addr);
+    return signal == SIGSEGV && isPageFault() && !isJumpIntoVoid() && address + BelowStackPointer >= stackPointer() &&
+           address < stack.low + LowEndSlack;
+}
+
+std::uint64_t FaultContext::accessedAddress() const {
+    return isPageFault() ? reinterpret_cast<std::uintptr_t>(info.si_addr) : UnknownAddress;
+}
+
+std::uint64_t FaultContext::accessKind() const {
+    if (isJumpIntoVoid())
+        return Execute;
+    return isPageFault() && (registers.uc_mcontext.gregs[REG_ERR] & WriteAccess) != 0 ? Write : Read;
+}
+
+std::uint32_t FaultContext::segmentationCode(const StackBounds& stack) const {
+    if (info.si_code == SEGV_BNDERR)
+        return fault::BoundsExceeded;
+    if (isExhaustedStack(stack))
+        return fault::StackOverflow;
+    const auto* const code = reinterpret_cast<const unsigned char*>(instruction()); // NOLINT(performance-no-int-to-ptr)
+    const bool protection = registers.uc_mcontext.gregs[REG_TRAPNO] == GeneralProtection;
+    return protection && isPrivileged(code) ? fault::PrivilegedInstruction : fault::AccessViolation;
+}
+
+std::uint32_t FaultContext::code(const StackBounds& stack) const {
+    switch (signal) {
+    case SIGSEGV:
+        return segmentationCode(stack);
+    case SIGBUS:
+        if (info.si_code == BUS_ADRALN)
+            return fault::Misaligned;
+        return info.si_code == SI_KERNEL ? fault::AccessViolation : fault::PageError;
+    case SIGFPE:
+        return arithmeticCode(info.si_code);
+    default:
+        return info.si_code == ILL_PRVOPC || info.si_code == ILL_PRVREG ? fault::PrivilegedInstruction
+                                                                        : fault::IllegalInstruction;
+    }
+}
+
+FaultRecord FaultContext::record(const StackBounds& stack) const {
+    FaultRecord result;
+    result.code = code(stack);
+    result.address = instruction();
+    const bool ofMemory =
+        result.code == fault::AccessViolation || result.code == fault::PageError || result.code == fault::StackOverflow;
+    if (ofMemory) {
+        result.parameterCount = 2;
+        result.parameters[0] = accessKind();
+        result.parameters[1] = accessedAddress();
+    }
+    return result;
+}
+
+/// Of a function that has not begun: what the call instruction pushed. 0 if the stack pointer points elsewhere.
+std::uintptr_t FaultContext::returnAddress(const StackBounds& stack) const {
+    const std::uintptr_t top = stackPointer();
+    if (top < stack.low || top + sizeof(std::uintptr_t) > stack.high)
+        return 0;
+    return *reinterpret_cast<const std::uintptr_t*>(top); // NOLINT(performance-no-int-to-ptr): a register
+}
+
+bool FaultContext::liesInModule(const StackBounds& stack) const {
+    return isInModule(isJumpIntoVoid() ? returnAddress(stack) - 1 : instruction());
+}
+
+void FaultContext::prepareForUnwinding(const StackBounds& stack) {
+    if (isJumpIntoVoid()) {
+        // One byte back lies in the call, where its landing pad is looked up.
+        registers.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(returnAddress(stack) - 1);
+        registers.uc_mcontext.gregs[REG_RSP] += static_cast<greg_t>(sizeof(std::uintptr_t));
+    } else if (isExhaustedStack(stack)) {
+        leaveUnbuiltFrame();
+    }
+}
+
+namespace {
+
+// An exhausted stack shows first where a frame is being built: at a push, or at the first store into the new frame.
+// The compiler expects no exception there, so a function that has clean-ups or handlers has no entry for the place, and
+// an exception would end the process. Nothing that needs a clean-up exists before the first instruction that has an
+// entry, so up to there the frame can be taken away whole. Behind the first call of a function its frame is known to be
+// accessible down to its end.
+struct CallerSearch {
+    std::uintptr_t instruction;
+    bool atUnbuiltFrame = false;
+    bool found = false;
+    ucontext_t& registers;
+};
+
+_Unwind_Reason_Code visitFrame(_Unwind_Context* frame, void* argument) {
+    CallerSearch& search = *static_cast<CallerSearch*>(argument);
+    int beforeInstruction = 0;
+    const std::uintptr_t place = _Unwind_GetIPInfo(frame, &beforeInstruction);
+    if (!search.atUnbuiltFrame) {
+        if (beforeInstruction == 0 || place != search.instruction)
+            return _URC_NO_REASON;
+        search.atUnbuiltFrame =
+            liesBeforeCallSites(_Unwind_GetLanguageSpecificData(frame), place - _Unwind_GetRegionStart(frame));
+        return search.atUnbuiltFrame ? _URC_NO_REASON : _URC_NORMAL_STOP;
+    }
+
+    struct Saved {
+        int dwarfNumber;
+        int index;
+    };
+    constexpr Saved PreservedByCallee[] = {{3, REG_RBX},  {6, REG_RBP},  {12, REG_R12},
+                                           {13, REG_R13}, {14, REG_R14}, {15, REG_R15}};
+    auto& general = search.registers.uc_mcontext.gregs;
+    for (const Saved& saved : PreservedByCallee)
+        general[saved.index] = static_cast<greg_t>(_Unwind_GetGR(frame, saved.dwarfNumber));
+    general[REG_RSP] = static_cast<greg_t>(_Unwind_GetCFA(frame));
+    general[REG_RIP] = static_cast<greg_t>(place - 1);
+    search.found = true;
+    return _URC_NORMAL_STOP;
+}
+
+} // namespace
+
+void FaultContext::leaveUnbuiltFrame() {
+    // The search reads the registers while it walks, so it changes a copy.
+    ucontext_t changed = registers;
+    CallerSearch search{.instruction = instruction(), .registers = changed};
+    _Unwind_Backtrace(visitFrame, &search);
+    if (search.found)
+        registers.uc_mcontext = changed.uc_mcontext;
+}
+
+bool FaultContext::exhaustsStackInCLibrary(const StackBounds& stack) const {
+    return isExhaustedStack(stack) && isInCLibrary(instruction());
+}
+
+namespace {
+
+struct CallerOfCLibrary {
+    std::uintptr_t instruction;
+    bool inside = false;
+    std::uintptr_t place = 0;
+    std::uintptr_t stackPointer = 0;
+};
+
+_Unwind_Reason_Code visitFrameOfCLibrary(_Unwind_Context* frame, void* argument) {
+    CallerOfCLibrary& search = *static_cast<CallerOfCLibrary*>(argument);
+    const std::uintptr_t place = _Unwind_GetIP(frame);
+    if (!search.inside) {
+        search.inside = place == search.instruction;
+        return _URC_NO_REASON;
+    }
+    if (isInCLibrary(place))
+        return _URC_NO_REASON;
+    search.place = place;
+    search.stackPointer = _Unwind_GetCFA(frame);
+    return _URC_NORMAL_STOP;
+}
+
+} // namespace
+
+std::uintptr_t FaultContext::hookReturnFromCLibrary() {
+    CallerOfCLibrary search{.instruction = instruction()};
+    _Unwind_Backtrace(visitFrameOfCLibrary, &search);
+    if (search.place == 0)
+        return 0;
+    auto* const slot = reinterpret_cast<std::uintptr_t*>(search.stackPointer) - 1; // NOLINT(performance-no-int-to-ptr)
+    if (*slot != search.place)
+        return 0;
+    *slot = reinterpret_cast<std::uintptr_t>(&norqstdReturnHook);
+    return search.place;
+}
+
+bool FaultContext::isAtReturnHook() const {
+    return signal == SIGILL && instruction() == reinterpret_cast<std::uintptr_t>(&norqstdReturnHook);
+}
+
+void FaultContext::returnTo(std::uintptr_t place) {
+    registers.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(place - 1);
+}
+
+void FaultContext::restoreModes() const {
+    constexpr std::uint32_t PendingExceptions = 0x3F;
+    if (const auto* floating = registers.uc_mcontext.fpregs; floating != nullptr) {
+        const std::uint32_t vectorModes = floating->mxcsr & ~PendingExceptions;
+        const std::uint16_t stackModes = floating->cwd;
+        asm volatile("ldmxcsr %0\n\tfldcw %1" : : "m"(vectorModes), "m"(stackModes));
+    }
+    pthread_sigmask(SIG_SETMASK, &registers.uc_sigmask, nullptr);
+}
+
+} // namespace norq_std_internal::platform

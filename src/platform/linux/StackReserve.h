@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/linux/FaultContext.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace norq_std_internal::platform {
+
+/// The lowest part of a thread's stack, closed to it until the rest is used up: then it is opened, so that destructors
+/// and handlers have room while the exception passes, and closed again once they are done.
+class StackReserve {
+public:
+    /// Closes the lowest part of the calling thread's stack and takes it off `bounds`. A stack too small for that, or
+    /// one whose end nobody knows, is left as it is.
+    void arrange(StackBounds& bounds);
+
+    /// Safe in a signal handler. False if there is none, or if it is open already.
+    bool open();
+    /// Closes it again if the thread has left it. Cheap if it is closed.
+    void close();
+    /// Gives the memory back as it was found. The last thing before the thread ends.
+    void release();
+
+private:
+    void* start = nullptr;
+    std::size_t size = 0;
+    bool ownMapping = false;
+    bool isOpen = false;
+};
+
+} // namespace norq_std_internal::platform
