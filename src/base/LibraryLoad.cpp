@@ -8,8 +8,7 @@ using norq_std::SingletonManager;
 
 void LibraryLoad::attach() {
     SingletonManager::initLocks();
-    if (registerLogClasses != nullptr)
-        registerLogClasses();
+    registerLogClasses();
 }
 
 void LibraryLoad::detach() {

@@ -17,6 +17,6 @@ public:
 
 /// DebugFileFilter, LogFileFilter, NorqLogLayout and the appenders, in the order of their names in the registry's
 /// table.
-__attribute__((weak)) void registerLogClasses();
+void registerLogClasses();
 
 } // namespace norq_std_internal
