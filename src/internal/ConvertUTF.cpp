@@ -6,9 +6,14 @@
 
 #include "internal/ConvertUTF.h"
 
+#include "concurrency/AutoLock.h"
+#include "concurrency/Lock.h"
 #include "exception/NorqException.h"
 #include "internal/AsciiRuns.h"
 #include "internal/CharacterSink.h"
+#include "internal/UnicodeUnits.h"
+#include "internal/UtfRuns.h"
+#include "pattern/Singleton.h"
 
 #include <algorithm>
 #include <limits>
@@ -29,30 +34,15 @@ constexpr const WChar* TOO_LONG = u"Converted string is too long.";
 using Fault = const WChar*;
 
 constexpr std::size_t LOCAL_BUFFER_BYTES = 4096;
+constexpr std::size_t SLACK = 32; ///< units that the common road likes to have behind a text
 constexpr std::uint32_t REPLACEMENT = 0xFFFD;
-constexpr std::uint32_t UNICODE_END = 0x110000;
-
-constexpr bool isHighSurrogate(std::uint32_t value) { return (value & 0xFFFFFC00) == 0xD800; }
-constexpr bool isLowSurrogate(std::uint32_t value) { return (value & 0xFFFFFC00) == 0xDC00; }
-constexpr bool isSurrogate(std::uint32_t value) { return (value & 0xFFFFF800) == 0xD800; }
-constexpr bool isContinuation(std::uint32_t byte) { return (byte & 0xC0) == 0x80; }
-
-constexpr std::uint32_t combine(std::uint32_t high, std::uint32_t low) {
-    return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
-}
-
 template <class Unit>
 std::size_t room(const Unit* from, const Unit* to) {
     return static_cast<std::size_t>(to - from);
 }
 
 // ---- writing one character
-// --------------------------------------------------------------------------------------------
-
-void putPair(std::uint32_t value, char16_t*& out) {
-    *out++ = static_cast<char16_t>(0xD7C0 + (value >> 10));
-    *out++ = static_cast<char16_t>(0xDC00 + (value & 0x3FF));
-}
+// -------------------------------------------------------------------------------------------
 
 bool put(std::uint32_t value, char16_t*& out, const char16_t* outEnd) {
     if (room<char16_t>(out, outEnd) < (value < 0x10000 ? 1U : 2U))
@@ -60,7 +50,7 @@ bool put(std::uint32_t value, char16_t*& out, const char16_t* outEnd) {
     if (value < 0x10000)
         *out++ = static_cast<char16_t>(value);
     else
-        putPair(value, out);
+        putSurrogates(value, out);
     return true;
 }
 
@@ -84,7 +74,7 @@ bool put(std::uint32_t value, unsigned char*& out, const unsigned char* outEnd) 
 }
 
 // ---- from UTF-8
-// -------------------------------------------------------------------------------------------------------
+// ------------------------------------------------------------------------------------------------------
 
 std::size_t trailingBytes(unsigned char lead) {
     return lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF8 ? 3 : lead < 0xFC ? 4 : 5;
@@ -98,56 +88,11 @@ std::uint32_t decodeLegal(const unsigned char* in, std::size_t trailing) {
     return value;
 }
 
-void widenRun(const unsigned char*& in, std::size_t count, char16_t*& out) {
-    const std::size_t run = widenAscii(in, count, out);
-    in += run;
-    out += run;
-}
-
-void widenRun(const unsigned char*& in, std::size_t count, char32_t*& out) {
-    for (; count > 0 && *in < 0x80; --count)
-        *out++ = *in++;
-}
-
-/// Decodes characters of two bytes and more while each is legal, with room to read four bytes and write two units.
-template <class Unit>
-void decodeMultiByte(const unsigned char*& source, const unsigned char* end, Unit*& target, const Unit* outEnd) {
-    const unsigned char* in = source;
-    Unit* out = target;
-    while (end - in >= 4 && outEnd - out >= 2) {
-        const std::uint32_t b0 = in[0], b1 = in[1];
-        if (b0 < 0xC2 || !isContinuation(b1))
-            break;
-        if (b0 < 0xE0) {
-            *out++ = static_cast<Unit>((b0 & 0x1F) << 6 | (b1 & 0x3F));
-            in += 2;
-        } else if (b0 < 0xF0) {
-            const std::uint32_t value = (b0 & 0x0F) << 12 | (b1 & 0x3F) << 6 | (in[2] & 0x3FU);
-            if (!isContinuation(in[2]) || value < 0x800 || isSurrogate(value))
-                break;
-            *out++ = static_cast<Unit>(value);
-            in += 3;
-        } else {
-            const std::uint32_t value = (b0 & 0x07) << 18 | (b1 & 0x3F) << 12 | (in[2] & 0x3FU) << 6 | (in[3] & 0x3FU);
-            if (b0 > 0xF4 || !isContinuation(in[2]) || !isContinuation(in[3]) || value < 0x10000 ||
-                value >= UNICODE_END)
-                break;
-            if constexpr (sizeof(Unit) == sizeof(char16_t))
-                putPair(value, out);
-            else
-                *out++ = value;
-            in += 4;
-        }
-    }
-    source = in;
-    target = out;
-}
-
 template <bool (*IsLegal)(const unsigned char*, int), class Unit>
 Fault utf8ToUnits(const unsigned char* in, const unsigned char* end, Unit*& out, Unit* outEnd) {
     while (in != end) {
-        widenRun(in, std::min(room(in, end), room<Unit>(out, outEnd)), out);
-        decodeMultiByte<Unit>(in, end, out, outEnd);
+        if constexpr (sizeof(Unit) == sizeof(char16_t))
+            decodeRuns({in, end}, {out, outEnd});
         if (in == end)
             break;
         const std::size_t trailing = trailingBytes(*in);
@@ -163,7 +108,7 @@ Fault utf8ToUnits(const unsigned char* in, const unsigned char* end, Unit*& out,
 }
 
 // ---- from UTF-16
-// ------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------
 
 /// The value at `in`, which moves behind it; a fault leaves it where it is.
 Fault readUtf16(const char16_t*& in, const char16_t* end, bool strict, std::uint32_t& value) {
@@ -172,7 +117,7 @@ Fault readUtf16(const char16_t*& in, const char16_t* end, bool strict, std::uint
         if (end - in < 2)
             return EXHAUSTED;
         if (isLowSurrogate(in[1])) {
-            value = combine(value, in[1]);
+            value = combineSurrogates(value, in[1]);
             ++in;
         } else if (strict) {
             return ILLEGAL;
@@ -184,49 +129,10 @@ Fault readUtf16(const char16_t*& in, const char16_t* end, bool strict, std::uint
     return nullptr;
 }
 
-/// Encodes characters from 0x80 on, lone surrogates left alone, with room to read two units and write four bytes.
-void encodeMultiByte(const char16_t*& source, const char16_t* end, unsigned char*& target,
-                     const unsigned char* outEnd) {
-    const char16_t* in = source;
-    unsigned char* out = target;
-    while (end - in >= 2 && outEnd - out >= 4) {
-        const std::uint32_t value = *in;
-        if (value < 0x80)
-            break;
-        if (value < 0x800) {
-            out[0] = static_cast<unsigned char>(0xC0 | value >> 6);
-            out[1] = static_cast<unsigned char>(0x80 | (value & 0x3F));
-            out += 2;
-            ++in;
-        } else if (!isSurrogate(value)) {
-            out[0] = static_cast<unsigned char>(0xE0 | value >> 12);
-            out[1] = static_cast<unsigned char>(0x80 | (value >> 6 & 0x3F));
-            out[2] = static_cast<unsigned char>(0x80 | (value & 0x3F));
-            out += 3;
-            ++in;
-        } else if (isHighSurrogate(value) && isLowSurrogate(in[1])) {
-            const std::uint32_t pair = combine(value, in[1]);
-            out[0] = static_cast<unsigned char>(0xF0 | pair >> 18);
-            out[1] = static_cast<unsigned char>(0x80 | (pair >> 12 & 0x3F));
-            out[2] = static_cast<unsigned char>(0x80 | (pair >> 6 & 0x3F));
-            out[3] = static_cast<unsigned char>(0x80 | (pair & 0x3F));
-            out += 4;
-            in += 2;
-        } else {
-            break;
-        }
-    }
-    source = in;
-    target = out;
-}
-
 Fault utf16ToUtf8Units(const char16_t* in, const char16_t* end, bool strict, unsigned char*& out,
                        unsigned char* outEnd) {
     while (in != end) {
-        const std::size_t run = narrowAscii(in, std::min(room(in, end), room<unsigned char>(out, outEnd)), out);
-        in += run;
-        out += run;
-        encodeMultiByte(in, end, out, outEnd);
+        encodeRuns({in, end}, {out, outEnd});
         if (in == end)
             break;
         std::uint32_t value = 0;
@@ -250,7 +156,7 @@ Fault utf16ToUtf32Units(const char16_t* in, const char16_t* end, bool strict, ch
 }
 
 // ---- from UTF-32
-// ------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------
 
 Fault utf32ToUtf8Units(const char32_t* in, const char32_t* end, bool strict, unsigned char*& out,
                        unsigned char* outEnd) {
@@ -279,7 +185,7 @@ Fault utf32ToUtf16Units(const char32_t* in, const char32_t* end, bool strict, ch
 }
 
 // ---- the frame
-// --------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------------
 
 template <class Result>
 struct UnitOf {
@@ -296,7 +202,7 @@ Result frame(const Source* source, std::size_t worst, std::uint32_t limit,
              const ConvertUTF::ExceptionStrategy& strategy, Converter converter) {
     using Unit = typename UnitOf<Result>::Type;
     const Source* const end = findTerminator(source);
-    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(room(source, end) * worst, limit));
+    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(room(source, end) * worst + SLACK, limit));
 
     Unit local[LOCAL_BUFFER_BYTES / sizeof(Unit)];
     std::optional<CharacterSink<Unit>> sink;
@@ -314,7 +220,7 @@ Result frame(const Source* source, std::size_t worst, std::uint32_t limit,
 } // namespace
 
 // ---- the class
-// --------------------------------------------------------------------------------------------------------
+// -------------------------------------------------------------------------------------------------------
 
 constinit const ConvertUTF::ExceptionStrategy ConvertUTF::EXCEPT;
 constinit const ConvertUTF::NoExceptionStrategy ConvertUTF::NO_EXCEPT;
@@ -342,9 +248,29 @@ bool ConvertUTF::isLegalUTF8(const unsigned char* bytes, int length) {
     return lead < 0x80 || (lead >= 0xC2 && lead <= 0xF4);
 }
 
-std::uint32_t ConvertUTF::getMaxStringSize() { return maxStringSize.load(std::memory_order_relaxed); }
+class ConvertUTF::convertLock : public norq_std::Singleton<convertLock> {
+public:
+    norq_std::Lock& getLock() { return lock; }
 
-void ConvertUTF::setMaxStringSize(std::uint32_t size) { maxStringSize.store(size, std::memory_order_relaxed); }
+private:
+    friend class norq_std::Singleton<convertLock>;
+
+    convertLock() = default;
+
+    static const WChar* getSingletonName() { return u"convertLock"; }
+
+    norq_std::Lock lock;
+};
+
+std::uint32_t ConvertUTF::getMaxStringSize() {
+    const norq_std::AutoLock<norq_std::Lock> hold(convertLock::getInstance().getLock());
+    return maxStringSize.load(std::memory_order_relaxed);
+}
+
+void ConvertUTF::setMaxStringSize(std::uint32_t size) {
+    const norq_std::AutoLock<norq_std::Lock> hold(convertLock::getInstance().getLock());
+    maxStringSize.store(size, std::memory_order_relaxed);
+}
 
 WString ConvertUTF::utf8ToUtf16(const unsigned char* source, bool, const ExceptionStrategy& strategy) {
     return frame<WString>(
