@@ -18,6 +18,7 @@
 #include "base/JsonArray.h"
 #include "base/JsonAware.h"
 #include "base/JsonLiteral.h"
+#include "base/JsonNodePool.h"
 #include "base/JsonNumber.h"
 #include "base/JsonObject.h"
 #include "base/JsonString.h"

@@ -189,7 +189,8 @@ private:
     /// Room for the kernel's record of all registers, the unwinder and the making of the exception's texts.
     static std::size_t needed() {
         const std::size_t page = pageSize();
-        const std::size_t size = std::max<std::size_t>(::getauxval(AT_MINSIGSTKSZ), MINSIGSTKSZ) + 128 * 1024;
+        const std::size_t size =
+            std::max<std::size_t>(::getauxval(AT_MINSIGSTKSZ), static_cast<std::size_t>(MINSIGSTKSZ)) + 128 * 1024;
         return (size + page - 1) / page * page;
     }
     static std::size_t mappedSize() { return pageSize() + needed(); }
