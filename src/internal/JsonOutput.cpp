@@ -10,9 +10,6 @@ namespace norq_std_internal {
 
 namespace {
 
-/// How much of a text is escaped at a time: its longest form is twice that.
-constexpr std::size_t sliceSize = 512;
-
 /// Writes the escaped form of a range; `to` has room for twice its length and one block.
 norq_std::WChar* escape(norq_std::WChar* to, const norq_std::WChar* text, const norq_std::WChar* end) {
     const auto escapeOne = [&to](norq_std::WChar unit) {
@@ -37,12 +34,31 @@ norq_std::WChar* escape(norq_std::WChar* to, const norq_std::WChar* text, const 
 
 } // namespace
 
+void JsonOutput::reserveEscaped(std::size_t count) {
+    if (2 * count + 2 + static_cast<std::size_t>(unitLaneCount) > size - used)
+        flush();
+}
+
+void JsonOutput::appendString(const norq_std::WString& text) {
+    if (text.size() > sliceSize) {
+        put(u'"');
+        appendEscaped(text);
+        put(u'"');
+        return;
+    }
+    reserveEscaped(text.size());
+    WChar* to = units + used;
+    *to++ = u'"';
+    to = escape(to, text.data(), text.data() + text.size());
+    *to++ = u'"';
+    used = static_cast<std::size_t>(to - units);
+}
+
 void JsonOutput::appendEscaped(const norq_std::WString& text) {
     const WChar* p = text.data();
     for (std::size_t left = text.size(); left != 0;) {
         const std::size_t slice = std::min(left, sliceSize);
-        if (2 * slice + static_cast<std::size_t>(unitLaneCount) > size - used)
-            flush();
+        reserveEscaped(slice);
         used = static_cast<std::size_t>(escape(units + used, p, p + slice) - units);
         p += slice;
         left -= slice;

@@ -36,11 +36,7 @@ public:
     }
 
     /// In quotes, escaped.
-    void appendString(const norq_std::WString& text) {
-        put(u'"');
-        appendEscaped(text);
-        put(u'"');
-    }
+    void appendString(const norq_std::WString& text);
     void appendEscaped(const norq_std::WString& text);
     void appendNumber(double number);
 
@@ -51,6 +47,11 @@ public:
 
 private:
     static constexpr std::size_t size = 2048;
+    /// How much of a text is escaped at a time.
+    static constexpr std::size_t sliceSize = 512;
+
+    /// Makes room for the escaped form of `count` units in quotes, and for the blocks in which it is written.
+    void reserveEscaped(std::size_t count);
 
     norq_std::WString& target;
     std::size_t used = 0;

@@ -1,10 +1,10 @@
 #include "internal/JsonWriter.h"
 
-#include "base/JsonLiteral.h"
 #include "base/JsonNumber.h"
 #include "base/JsonString.h"
 
 #include <typeinfo>
+#include <utility>
 
 namespace norq_std_internal {
 
@@ -29,74 +29,91 @@ bool isExactly(const std::type_info& type) {
 WString JsonWriter::write(const JsonArray& array) {
     JsonWriter writer;
     writer.open(array);
-    writer.writeLevels();
-    return std::move(writer.text);
+    return writer.finish();
 }
 
 WString JsonWriter::write(const JsonObject& object) {
     JsonWriter writer;
     writer.open(object);
-    writer.writeLevels();
-    return std::move(writer.text);
+    return writer.finish();
 }
 
 void JsonWriter::open(const JsonArray& array) {
     out.put(u'[');
-    levels.push_back({false, array.begin(), array.end(), {}, {}});
+    levels.push_back({.isObject = false, .element = array.begin(), .lastElement = array.end()});
 }
 
 void JsonWriter::open(const JsonObject& object) {
     out.put(u'{');
-    levels.push_back({true, {}, {}, object.begin(), object.end()});
+    levels.push_back({.isObject = true, .entry = object.begin(), .lastEntry = object.end()});
 }
 
-void JsonWriter::writeLevels() {
-    bool first = true;
+WString JsonWriter::finish() {
     while (!levels.empty()) {
-        Level& level = levels.back();
-        if (level.isObject ? level.entry == level.lastEntry : level.element == level.lastElement) {
-            out.put(level.isObject ? u'}' : u']');
-            levels.pop_back();
-            first = false;
-            continue;
-        }
-        if (!first)
-            out.put(u',');
-        const JsonAware* value;
-        if (level.isObject) {
-            out.appendString(level.entry->first);
-            out.put(u':');
-            value = level.entry->second.get();
-            ++level.entry;
-        } else {
-            value = level.element->get();
-            ++level.element;
-        }
-        const std::size_t depth = levels.size();
-        writeValue(value);
-        first = levels.size() > depth;
+        if (levels.back().isObject)
+            writeEntries();
+        else
+            writeElements();
     }
     out.flush();
+    return std::move(text);
 }
 
-void JsonWriter::writeValue(const JsonAware* value) {
+void JsonWriter::writeElements() {
+    Level& level = levels.back();
+    for (auto element = level.element; element != level.lastElement;) {
+        if (level.begun)
+            out.put(u',');
+        level.begun = true;
+        const JsonAware* value = element->get();
+        level.element = ++element;
+        if (!writeValue(value))
+            return;
+    }
+    out.put(u']');
+    levels.pop_back();
+}
+
+void JsonWriter::writeEntries() {
+    Level& level = levels.back();
+    for (auto entry = level.entry; entry != level.lastEntry;) {
+        if (level.begun)
+            out.put(u',');
+        level.begun = true;
+        out.appendString(entry->first);
+        out.put(u':');
+        const JsonAware* value = entry->second.get();
+        level.entry = ++entry;
+        if (!writeValue(value))
+            return;
+    }
+    out.put(u'}');
+    levels.pop_back();
+}
+
+bool JsonWriter::writeValue(const JsonAware* value) {
     if (value == nullptr) {
         out.append(u"null", 4);
-        return;
+        return true;
     }
     const std::type_info& type = typeid(*value);
+    if (isExactly<JsonObject>(type)) {
+        open(*static_cast<const JsonObject*>(value));
+        return false;
+    }
+    if (isExactly<JsonArray>(type)) {
+        open(*static_cast<const JsonArray*>(value));
+        return false;
+    }
     if (isExactly<JsonString>(type)) {
         out.appendString(static_cast<const JsonString*>(value)->str());
     } else if (isExactly<JsonNumber>(type)) {
         out.appendNumber(static_cast<const JsonNumber*>(value)->value());
-    } else if (isExactly<JsonObject>(type)) {
-        open(*static_cast<const JsonObject*>(value));
-    } else if (isExactly<JsonArray>(type)) {
-        open(*static_cast<const JsonArray*>(value));
     } else {
         const WString written = value->toJsonString();
         out.append(written.data(), written.size());
     }
+    return true;
 }
 
 } // namespace norq_std_internal

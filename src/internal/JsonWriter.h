@@ -20,17 +20,22 @@ private:
     /// A container of which some values are written.
     struct Level {
         bool isObject;
-        norq_std::JsonArray::const_iterator element;
-        norq_std::JsonArray::const_iterator lastElement;
-        norq_std::JsonObject::const_iterator entry;
-        norq_std::JsonObject::const_iterator lastEntry;
+        bool begun = false;
+        norq_std::JsonArray::const_iterator element = {};
+        norq_std::JsonArray::const_iterator lastElement = {};
+        norq_std::JsonObject::const_iterator entry = {};
+        norq_std::JsonObject::const_iterator lastEntry = {};
     };
 
     void open(const norq_std::JsonArray& array);
     void open(const norq_std::JsonObject& object);
     /// Writes what is opened, and all below it.
-    void writeLevels();
-    void writeValue(const norq_std::JsonAware* value);
+    norq_std::WString finish();
+    /// Write on in the innermost container, to its end or until a value in it is opened.
+    void writeElements();
+    void writeEntries();
+    /// Writes a value that has no parts; otherwise opens it and gives false.
+    bool writeValue(const norq_std::JsonAware* value);
 
     norq_std::WString text;
     JsonOutput out{text};
