@@ -39,7 +39,7 @@ WString joinStretches(const std::string& line, const Convert& convert) {
 
 DecodedLine decode(const char* line, std::size_t length) {
     DecodedLine result{norq_std::UtfUtils::utf8ToUtf16(line)};
-    if (utf8Length(result.text) == length)
+    if (result.text.size() == length || utf8Length(result.text) == length) // most lines are ASCII
         return result;
 
     const std::string bytes(line, length);

@@ -1,6 +1,5 @@
 #include "LineEvent.h"
 
-#include "base/JsonObject.h"
 #include "base/WideChar.h"
 
 #include <algorithm>
@@ -70,13 +69,33 @@ WString findTime(const WString& text) {
     return {};
 }
 
-WString makeEvent(const LinePosition& position, const DecodedLine& decoded) {
+LineEventMaker::LineEventMaker()
+    : source(std::make_shared<norq_std::JsonString>())
+    , text(std::make_shared<norq_std::JsonString>())
+    , time(std::make_shared<norq_std::JsonString>())
+    , line(std::make_shared<norq_std::JsonNumber>()) {
+    usual.put(u"source", source);
+    usual.put(u"line", line);
+    usual.put(u"text", text);
+    usual.put(u"time", time);
+}
+
+WString LineEventMaker::make(const LinePosition& position, const DecodedLine& decoded) {
+    const WString timeText = findTime(decoded.text);
+    if (!timeText.empty() && !decoded.otherEncoding && decoded.nulBytes == 0 && position.part == 0) {
+        source->str(position.source);
+        line->value(static_cast<double>(position.line));
+        text->str(decoded.text);
+        time->str(timeText);
+        return usual.toJsonString();
+    }
+
     norq_std::JsonObject event;
     event.putString(u"source", position.source);
     event.putLongLong(u"line", static_cast<std::int64_t>(position.line));
     event.putString(u"text", decoded.text);
-    if (const WString time = findTime(decoded.text); !time.empty())
-        event.putString(u"time", time);
+    if (!timeText.empty())
+        event.putString(u"time", timeText);
     if (decoded.otherEncoding)
         event.putString(u"encoding", u"windows-1252");
     if (decoded.nulBytes > 0)

@@ -119,7 +119,7 @@ std::string generate(std::size_t lines) {
 TEST_F(ShipperTest, everyLineOfEveryFileArrivesOnce) {
     std::map<std::string, std::vector<std::string>> expected;
     std::vector<std::string> arguments{"--workers", "3", "--output", path("shipped")};
-    for (const std::size_t lines : {40000, 1, 0, 5000}) {
+    for (const std::size_t lines : {40000u, 1u, 0u, 5000u}) {
         const std::string bytes = generate(lines);
         const std::string file = write("file" + std::to_string(lines), bytes);
         arguments.push_back(file);

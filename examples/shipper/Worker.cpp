@@ -1,13 +1,12 @@
 #include "Worker.h"
 
 #include "Console.h"
-#include "LineEvent.h"
 
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
 #include "thread/Thread.h"
 
-#include <algorithm>
+#include <cstring>
 #include <exception>
 
 namespace shipper {
@@ -52,12 +51,13 @@ void Worker::ship(LineBatch& batch) {
     // Each line feed makes place for the zero that ends a narrow text: no line is copied to be decoded.
     char* const end = batch.text.data() + batch.text.size();
     for (char* line = batch.text.data(); line != end; ++number) {
-        char* const lineEnd = std::find(line, end, '\n');
-        char* const nextLine = lineEnd == end ? end : lineEnd + 1;
+        void* const lineFeed = std::memchr(line, '\n', static_cast<std::size_t>(end - line));
+        char* const lineEnd = lineFeed ? static_cast<char*>(lineFeed) : end;
+        char* const nextLine = lineFeed ? lineEnd + 1 : end;
         *lineEnd = '\0';
         const DecodedLine decoded = decode(line, static_cast<std::size_t>(lineEnd - line));
         otherEncoding += decoded.otherEncoding;
-        logger.log(norq_std::INFO, u"shipper::Worker::ship", makeEvent({*batch.source, number, batch.part}, decoded),
+        logger.log(norq_std::INFO, u"shipper::Worker::ship", events.make({*batch.source, number, batch.part}, decoded),
                    u"shipper", {}, threadId, {}, 0);
         line = nextLine;
     }

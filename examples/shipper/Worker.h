@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LineBatch.h"
+#include "LineEvent.h"
 #include "RunState.h"
 
 #include "log/LoggerBase.h"
@@ -24,6 +25,7 @@ private:
     BatchQueue& queue;
     norq_std::LoggerBase& logger;
     RunState& state;
+    LineEventMaker events;
 };
 
 } // namespace shipper
