@@ -69,13 +69,13 @@ void ourCopyingFunctionCall(benchmark::State& state) {
     }
 }
 
-BENCHMARK(ourStatement)->Name("log/disabled_statement/ours");
-BENCHMARK(loadAndBranch)->Name("log/disabled_statement/relaxed_load");
-BENCHMARK(log4cxxStatement)->Name("log/disabled_statement/log4cxx");
-BENCHMARK(spdlogStatement)->Name("log/disabled_statement/spdlog");
-BENCHMARK(ourFunctionCall)->Name("log/disabled_function_call/ours");
-BENCHMARK(loadAndBranch)->Name("log/disabled_function_call/relaxed_load");
-BENCHMARK(ourCopyingFunctionCall)->Name("log/disabled_function_call/with_copies");
+BENCHMARK(ourStatement)->Name("disabled_statement/ours");
+BENCHMARK(loadAndBranch)->Name("disabled_statement/relaxed_load");
+BENCHMARK(log4cxxStatement)->Name("disabled_statement/log4cxx");
+BENCHMARK(spdlogStatement)->Name("disabled_statement/spdlog");
+BENCHMARK(ourFunctionCall)->Name("disabled_function_call/ours");
+BENCHMARK(loadAndBranch)->Name("disabled_function_call/relaxed_load");
+BENCHMARK(ourCopyingFunctionCall)->Name("disabled_function_call/with_copies");
 
 } // namespace
 

@@ -19,6 +19,8 @@ constinit std::atomic<bool> StaticLog::initialized{false};
 
 namespace {
 
+/// "%ls : %ls" with the priority, below INFO "%ls[%u] : %ls" with the place; and one line feed. Put together by hand: a
+/// formatted text has an end, and no line is lost here for its length.
 WString unconfiguredLine(LogEventPriority priority, const WString& message, const WString& fileName,
                          std::uint32_t lineNumber) {
     WString line;

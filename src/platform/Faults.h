@@ -51,8 +51,8 @@ using FaultTranslator = void (*)(const FaultRecord& record);
 /// to the handler that the process had before. False, with the last error set, where that cannot be arranged.
 bool serveFaultsOfThisThread(FaultTranslator translator);
 
-/// To be called when the exception of an exhausted stack has been dealt with: the room at the stack's end that was opened
-/// for its passing is put aside again.
+/// To be called when the exception of an exhausted stack has been dealt with: the room at the stack's end that was
+/// opened for its passing is put aside again.
 void restoreStackReserve() noexcept;
 
 /// Receives a violated parameter of a checked wrapper; texts may be null. It may throw.

@@ -126,7 +126,8 @@ std::uint32_t FaultContext::segmentationCode(const StackBounds& stack) const {
         return fault::BoundsExceeded;
     if (isExhaustedStack(stack))
         return fault::StackOverflow;
-    const auto* const code = reinterpret_cast<const unsigned char*>(instruction()); // NOLINT(performance-no-int-to-ptr)
+    const auto* const code =
+        reinterpret_cast<const unsigned char*>(instruction()); // NOLINT(performance-no-int-to-ptr): a register
     const bool protection = registers.uc_mcontext.gregs[REG_TRAPNO] == GeneralProtection;
     return protection && isPrivileged(code) ? fault::PrivilegedInstruction : fault::AccessViolation;
 }
@@ -269,7 +270,8 @@ std::uintptr_t FaultContext::hookReturnFromCLibrary() {
     _Unwind_Backtrace(visitFrameOfCLibrary, &search);
     if (search.place == 0)
         return 0;
-    auto* const slot = reinterpret_cast<std::uintptr_t*>(search.stackPointer) - 1; // NOLINT(performance-no-int-to-ptr)
+    auto* const slot =
+        reinterpret_cast<std::uintptr_t*>(search.stackPointer) - 1; // NOLINT(performance-no-int-to-ptr): a register
     if (*slot != search.place)
         return 0;
     *slot = reinterpret_cast<std::uintptr_t>(&norqstdReturnHook);
