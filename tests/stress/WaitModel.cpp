@@ -85,6 +85,9 @@ public:
             wait.done = true;
             wait.expected = Outcome{-1, {}};
         }
+        // Lets a wait for all that is complete go through, and tells of every other one that it has begun.
+        wait.last = std::make_unique<Probe>(false, wait.all && wait.done);
+        objects.push_back(wait.last.get());
         thread.start(objects, wait.all ? WAIT_ALL : WAIT_ANY, poll ? 0 : pick(random, 0, 1) == 0 ? -1 : 3'600'000);
         if (wait.done)
             check(wait);
@@ -141,6 +144,7 @@ private:
         Waiter& thread;
         std::vector<std::size_t> slots;
         std::vector<SubscriptionState> states;
+        std::unique_ptr<Probe> last; ///< the wait's own, behind the others
         bool all = false;
         bool done = false;
         Outcome expected;
@@ -160,14 +164,13 @@ private:
     }
 
     void enlist(Wait& wait) {
-        Slot* last = nullptr;
         for (std::size_t i = 0; i < wait.slots.size(); ++i)
-            if (wait.states[i] == SUBSCRIBED) {
-                last = &slots[wait.slots[i]];
-                last->list.emplace_back(&wait, i);
-            }
-        while (last->real->getSubscriberCount() != last->list.size())
+            if (wait.states[i] == SUBSCRIBED)
+                slots[wait.slots[i]].list.emplace_back(&wait, i);
+        while (wait.last->getSubscriberCount() == 0)
             std::this_thread::yield();
+        if (wait.all)
+            wait.last->signal();
     }
 
     template <class F>

@@ -12,9 +12,13 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <pthread.h>
 #include <thread>
+#include <unistd.h>
 
 namespace norqstd_stress {
 
@@ -40,6 +44,23 @@ void watch() {
             fail("no progress: a wake-up was lost or threads lock each other out");
         }
     }
+}
+
+/// Stops threads of this process at any instruction for a moment, to open the gaps that schedules rarely fall into.
+void disturb() {
+    struct sigaction action {};
+    action.sa_flags = SA_RESTART;
+    action.sa_handler = [](int) {
+        const timespec moment{0, 20'000};
+        nanosleep(&moment, nullptr);
+    };
+    sigaction(SIGUSR1, &action, nullptr);
+    for (;;)
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            if (const int id = std::stoi(task.path().filename()); id != gettid())
+                tgkill(getpid(), id, SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
 }
 
 Outcome attempt(const std::vector<Waitable*>& objects, WaitType type, std::int32_t timeoutMs) {
@@ -142,6 +163,80 @@ private:
     std::vector<Item> items;
     Probe stop{false, false};
 };
+
+/// Waits that stand on one event, one that just arrives, and signals that all come at once: of so many signals, so many
+/// waits end, and what is left over stays on the event.
+void countRound(Random& random) {
+    for (std::size_t repeat = 0; repeat < 20; ++repeat) {
+        const std::size_t listed = pick(random, 0, 2);
+        const std::size_t signals = pick(random, 1, 3);
+        const bool arriving = pick(random, 0, 1) == 0;
+        auto event = std::make_unique<Probe>(true, false);
+        std::atomic<std::size_t> released{0};
+        std::atomic<bool> start{false};
+        std::vector<std::thread> waits;
+        const auto wait = [&, event = event.get()] { released += runWait({event}, WAIT_ANY, -1).result == 0; };
+        for (std::size_t i = 0; i < listed; ++i)
+            waits.emplace_back(wait);
+        while (event->getSubscriberCount() != listed)
+            std::this_thread::yield();
+        const auto atOnce = [&](auto act) {
+            return std::thread([&start, act] {
+                while (!start)
+                    std::this_thread::yield();
+                act();
+            });
+        };
+        std::vector<std::thread> signallers;
+        for (std::size_t i = 0; i < signals; ++i)
+            signallers.push_back(atOnce([event = event.get()] { event->signal(); }));
+        if (arriving)
+            waits.push_back(atOnce(wait));
+        start = true;
+        for (std::thread& thread : signallers)
+            thread.join();
+        const std::size_t least = std::min(signals, waits.size());
+        while (released < least || event->getSubscriberCount() != waits.size() - least)
+            std::this_thread::yield();
+        require(released == least, "more waits ended than signals were given");
+        require(arriving || event->isSignaled() == (signals > listed), "a signal was lost or doubled");
+        event.reset();
+        for (std::thread& thread : waits)
+            thread.join();
+        progress();
+    }
+}
+
+/// Two threads hand a turn back and forth; then a signal meets the end of a time-out, and is taken or left, never lost.
+void meetRound(Random& random) {
+    Event ping(true, false);
+    Event pong(true, false);
+    const std::size_t turns = pick(random, 1, 300);
+    std::thread partner([&] {
+        for (std::size_t i = 0; i < turns; ++i) {
+            Concurrency::waitForSingleObject(ping, -1);
+            pong.signal();
+        }
+    });
+    for (std::size_t i = 0; i < turns; ++i) {
+        ping.signal();
+        Concurrency::waitForSingleObject(pong, -1);
+    }
+    partner.join();
+    for (std::size_t repeat = 0; repeat < 10; ++repeat) {
+        std::thread signaller([&, pause = std::chrono::microseconds(pick(random, 950, 1150))] {
+            const auto at = std::chrono::steady_clock::now() + pause;
+            while (std::chrono::steady_clock::now() < at) {
+            }
+            ping.signal();
+        });
+        const bool taken = Concurrency::waitForMultipleObjects({&pong, &ping}, WAIT_ANY, 1) == 1;
+        signaller.join();
+        require(taken != ping.isSignaled(), "a signal at the end of a time-out was lost or doubled");
+        ping.reset();
+        progress();
+    }
+}
 
 /// Waits that have begun, while their objects are signaled and destroyed and their time runs out.
 class DestroyRound {
@@ -347,36 +442,32 @@ int main(int argc, char** argv) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(argc > 1 ? std::atoi(argv[1]) : 10);
     const std::uint64_t firstSeed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : std::random_device{}();
     std::thread(watch).detach();
-    std::uint64_t counts[5] = {};
+    std::thread(disturb).detach();
+    struct Kind {
+        const char* name;
+        void (*run)(Random&);
+        unsigned long long count = 0;
+    };
+    Kind kinds[] = {
+        {"model", modelRound},
+        {"drain", [](Random& random) { DrainRound(random()).run(); }},
+        {"destroy", [](Random& random) { DestroyRound(random).run(); }},
+        {"lock", lockRound},
+        {"count", countRound},
+        {"meet", meetRound},
+        {"cancel", cancelRound},
+    };
     for (seed = firstSeed; std::chrono::steady_clock::now() < end; ++seed) {
         Random random(seed);
-        const std::size_t kind = seed % 5;
-        static constexpr const char* names[] = {"model", "drain", "destroy", "lock", "cancel"};
-        roundName = names[kind];
-        switch (kind) {
-        case 0:
-            modelRound(random);
-            break;
-        case 1:
-            DrainRound(random()).run();
-            break;
-        case 2:
-            DestroyRound(random).run();
-            break;
-        case 3:
-            lockRound(random);
-            break;
-        default:
-            cancelRound(random);
-            break;
-        }
-        ++counts[kind];
+        Kind& kind = kinds[seed % std::size(kinds)];
+        roundName = kind.name;
+        kind.run(random);
+        ++kind.count;
     }
-    std::printf("schedules from seed %llu: %llu model, %llu drain, %llu destroy, %llu lock, %llu cancel; %llu moves\n",
-                static_cast<unsigned long long>(firstSeed), static_cast<unsigned long long>(counts[0]),
-                static_cast<unsigned long long>(counts[1]), static_cast<unsigned long long>(counts[2]),
-                static_cast<unsigned long long>(counts[3]), static_cast<unsigned long long>(counts[4]),
-                static_cast<unsigned long long>(moves.load()));
+    std::printf("from seed %llu, schedules of each kind:", static_cast<unsigned long long>(firstSeed));
+    for (const Kind& kind : kinds)
+        std::printf(" %s %llu", kind.name, kind.count);
+    std::printf("; %llu moves\n", static_cast<unsigned long long>(moves.load()));
     std::fflush(stdout);
     std::quick_exit(0); // idle threads of the model live on
 }
