@@ -44,9 +44,10 @@ enum ThreadPriority : int {
 /// flag and a wakeup as in `AbstractNotificationThread`. It is asynchronous, and takes the stack down as an exception
 /// would, so that guards release their locks and owners their memory. It strikes between two instructions of the body's
 /// own module, or in a blocking call of the system, a wait of this library included; never inside another library, and
-/// never where the stack cannot be taken down, such as below a `noexcept` function, a destructor above all. There it
-/// waits until the body comes out; a body that never does is never ended. A lock that no guard holds stays locked, and
-/// one that was taken in the instruction before may. A body must not swallow the unwinding: a `catch (...)` rethrows
+/// never where the stack cannot be taken down, such as in what a `noexcept` function or a destructor calls. There it
+/// waits until the body comes out; a body that never does is never ended. Functions of the body's module that spin
+/// where the compiler expects no exception are left without their clean-up, at once if they have none, else after half
+/// a second. A lock that no guard holds stays locked. A body must not swallow the unwinding: a `catch (...)` rethrows
 /// `abi::__forced_unwind`, or the process aborts.
 ///
 /// Any thread may call any operation, except that `setName` and `setJoinOnDestruct` are not guarded.

@@ -113,6 +113,7 @@ TEST_F(ThreadTest, FailureOfTheBodyIsLoggedAndEndsThatThreadAlone) {
         {[] { throw NorqIOException(u"disk is gone"); }, u"disk is gone"},
         {[] { throw std::runtime_error("narrow"); }, u"<narrow>"},
         {[] { throw 42; }, u"Caught unexpected exception in <"},
+        {[] { static_cast<void>(*static_cast<volatile int*>(nullptr)); }, u"Caught exception "},
     };
     for (const Case& each : cases) {
         const DebugCapture capture;
