@@ -1,0 +1,2 @@
+find_package(Boost REQUIRED COMPONENTS thread)
+target_link_libraries(norqstd-bench-lock PRIVATE Boost::thread)
