@@ -8,9 +8,7 @@
 /// The grammar of one conversion of the wide printf dialect (base/WideFormat.h), read in the same way by the compiler's
 /// check and by the formatter. Not for use on its own.
 
-namespace norq_std {
-
-namespace detail {
+namespace norq_std::detail {
 
 /// What a conversion asks for.
 enum class FormatConversion : std::uint8_t {
@@ -166,5 +164,4 @@ constexpr FormatError parseConversion(const WChar*& p, FormatSpec& spec) {
     return error;
 }
 
-} // namespace detail
-} // namespace norq_std
+} // namespace norq_std::detail

@@ -37,9 +37,9 @@ class NORQSTD_EXPORT SWString : public norq_std::WString {
 public:
     SWString();
     SWString(const SWString& text);
-    SWString(SWString&& text);
+    SWString(SWString&& text) noexcept;
     SWString(const WString& text);
-    SWString(WString&& text);
+    SWString(WString&& text) noexcept;
     SWString(const WString& text, size_type position, size_type length = npos);
     SWString(const WChar* text);
     SWString(const WChar* text, size_type length);

@@ -48,15 +48,16 @@ public:
     /// Removes white space at both ends in place and returns a copy.
     static WString trim(WString& text);
 
-    /// A size such as "10 kb", "1.5MB" or "2GB" in bytes. Units are binary and compared without regard to case; a result
-    /// above 2147483647 is cut to it. The empty text gives the default; a text with no number gives the default times
-    /// the unit.
+    /// A size such as "10 kb", "1.5MB" or "2GB" in bytes. Units are binary and compared without regard to case; a
+    /// result above 2147483647 is cut to it. The empty text gives the default; a text with no number gives the default
+    /// times the unit.
     static std::int32_t convertSizeString(const WString& text, std::int32_t defaultValue);
 
     /// Fields of `text`, separated by any single unit of `delimiters`; adjacent delimiters enclose an empty field.
     static std::size_t getNumberOfFields(const WString& text, const WString& delimiters);
     /// The field at `index` from 0, or the default where there is none.
-    static WString getDelimField(const WString& text, std::int32_t index, const WString& delimiters, const WString& defaultValue);
+    static WString getDelimField(const WString& text, std::int32_t index, const WString& delimiters,
+                                 const WString& defaultValue);
 
 private:
     StringUtils() = default;

@@ -4,6 +4,7 @@
 #include "base/FormatSpec.h"
 #include "base/WString.h"
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -77,6 +78,11 @@ constexpr bool fitsConversion(FormatConversion conversion, FormatArgumentKind ki
     return false;
 }
 
+/// An integer that is no unit of text.
+template <class T>
+concept Number = std::same_as<T, bool> ||
+    (std::integral<T> && (std::same_as<T, std::make_signed_t<T>> || std::same_as<T, std::make_unsigned_t<T>>));
+
 template <class T>
 consteval FormatArgumentKind formatArgumentKind() {
     using D = std::decay_t<T>;
@@ -87,9 +93,7 @@ consteval FormatArgumentKind formatArgumentKind() {
         return FormatArgumentKind::NarrowUnit;
     else if constexpr (std::is_same_v<D, char16_t>)
         return FormatArgumentKind::WideUnit;
-    else if constexpr (std::is_same_v<D, wchar_t> || std::is_same_v<D, char8_t> || std::is_same_v<D, char32_t>)
-        return FormatArgumentKind::Unsupported;
-    else if constexpr (std::is_integral_v<D> && sizeof(D) <= sizeof(std::uint64_t))
+    else if constexpr (Number<D> && sizeof(D) <= sizeof(std::uint64_t))
         return std::is_signed_v<D> ? FormatArgumentKind::SignedInteger : FormatArgumentKind::UnsignedInteger;
     else if constexpr (std::is_same_v<D, float> || std::is_same_v<D, double>)
         return FormatArgumentKind::Double;
@@ -176,7 +180,7 @@ public:
         } else if constexpr (kind == Kind::Pointer) {
             pointer = value;
         } else {
-            integer = static_cast<std::uint64_t>(value);
+            integer = static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
             integerBytes = sizeof(T);
         }
     }

@@ -9,7 +9,7 @@ namespace norq_std {
 struct JsonLiterals {
     constexpr JsonLiterals()
         : pointers{} {}
-    ~JsonLiterals() {}
+    ~JsonLiterals() {} // NOLINT(modernize-use-equals-default): the default of a union's owner is deleted
     JsonLiterals(const JsonLiterals&) = delete;
     JsonLiterals& operator=(const JsonLiterals&) = delete;
 

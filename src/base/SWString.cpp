@@ -50,11 +50,11 @@ T leadingNumber(const WString& text) {
 SWString::SWString() = default;
 SWString::SWString(const SWString& text)
     : WString(text) {}
-SWString::SWString(SWString&& text)
+SWString::SWString(SWString&& text) noexcept
     : WString(std::move(text)) {}
 SWString::SWString(const WString& text)
     : WString(text) {}
-SWString::SWString(WString&& text)
+SWString::SWString(WString&& text) noexcept
     : WString(std::move(text)) {}
 SWString::SWString(const WString& text, size_type position, size_type length)
     : WString(text, position, length) {}

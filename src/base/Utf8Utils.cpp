@@ -47,6 +47,7 @@ bool Utf8Utils::isUtf8String(const std::string& text) {
 
 std::string Utf8Utils::unicodeToUtf8(const WString& text) { return UtfUtils::utf16ToUtf8(text); }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): programs are linked to this signature
 WString Utf8Utils::utf8ToUnicode(std::string text) { return UtfUtils::utf8ToUtf16(text); }
 
 std::uint32_t Utf8Utils::getUnicodeStringLength(const std::string& text) {

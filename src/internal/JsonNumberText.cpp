@@ -49,11 +49,7 @@ constexpr std::uint64_t powersOfTen[] = {
 constexpr double exactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,
                                   1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19};
 
-char* writeText(char* to, const char* text) {
-    const std::size_t length = std::strlen(text);
-    std::memcpy(to, text, length);
-    return to + length;
-}
+char* writeText(char* to, const char* text) { return std::copy_n(text, std::strlen(text), to); }
 
 struct Decimal {
     std::uint64_t digits; ///< 17 of them

@@ -162,8 +162,8 @@ void ThreadPimpl::start(Thread* owner) {
     const std::lock_guard<std::recursive_mutex> guard(mutex);
     if (getState() == THREAD_RUNNING)
         throw NorqIllegalStateException(u"The current thread is already running!");
-    createThread(std::unique_ptr<Run>(
-        new Run{shared_from_this(), owner, runsRunnableAlone(*owner, runnable), number + 1, owner->name}));
+    createThread(std::make_unique<Run>(
+        Run{shared_from_this(), owner, runsRunnableAlone(*owner, runnable), number + 1, owner->name}));
     ++number;
     begun = false;
     owner->setSignaled(false);
@@ -178,7 +178,7 @@ void ThreadPimpl::createThread(std::unique_ptr<Run> run) {
         attributes.setStackSize(stackSize);
     pthread_t created{};
     checkCreated(pthread_create(&created, &attributes.native, &ThreadPimpl::thread_func, run.get()));
-    run.release();
+    static_cast<void>(run.release()); // the new thread owns it
     thread = created;
 }
 

@@ -65,7 +65,7 @@ private:
 };
 
 Channel* openNamedChannel() {
-    const char* name = std::getenv("NORQSTD_DEBUG_OUTPUT");
+    const char* name = std::getenv("NORQSTD_DEBUG_OUTPUT"); // NOLINT(concurrency-mt-unsafe): read once, at start
     if (name == nullptr || *name == '\0')
         return nullptr;
     if (std::strcmp(name, "stderr") == 0)
