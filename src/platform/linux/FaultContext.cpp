@@ -38,6 +38,8 @@ constexpr std::uint64_t UnknownAddress = ~std::uint64_t{0};
 
 /// A push and a call store this much below the stack pointer at most; a leaf function uses 128 bytes of red zone.
 constexpr std::uintptr_t BelowStackPointer = 4096;
+/// How far one frame may reach beyond the end; a stack pointer further off belongs to another stack, such as a fiber's.
+constexpr std::uintptr_t LargestFrame = 8 << 20;
 /// How far above the computed low end the kernel may refuse to grow the main thread's stack.
 constexpr std::uintptr_t LowEndSlack = 64 * 1024;
 
@@ -106,9 +108,12 @@ bool FaultContext::isJumpIntoVoid() const {
 }
 
 bool FaultContext::isExhaustedStack(const StackBounds& stack) const {
+    if (signal != SIGSEGV || !isPageFault() || isJumpIntoVoid())
+        return false;
     const auto address = reinterpret_cast<std::uintptr_t>(info.si_addr);
-    return signal == SIGSEGV && isPageFault() && !isJumpIntoVoid() && address + BelowStackPointer >= stackPointer() &&
-           address < stack.low + LowEndSlack;
+    const std::uintptr_t top = stackPointer();
+    const bool onThisStack = top + LargestFrame >= stack.low && top <= stack.high;
+    return onThisStack && address + BelowStackPointer >= top && address < stack.low + LowEndSlack;
 }
 
 std::uint64_t FaultContext::accessedAddress() const {
