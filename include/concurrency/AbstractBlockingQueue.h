@@ -94,7 +94,7 @@ public:
 protected:
     using Waitables = std::vector<Waitable*>;
 
-    virtual void notifyNotFull() { notFull.signal(); }
+    virtual void notifyNotFull() { wake(notFull); }
     /// Moves the front element out. The caller holds the lock and has checked that there is one.
     virtual R internalPoll() = 0;
     virtual void checkElement(const T& element) const = 0;
@@ -136,6 +136,13 @@ protected:
     }
     /// Erases the first element that is this very one; the caller holds the lock.
     virtual bool internalRemove(const T& element) = 0;
+
+    /// Signals an event, under the lock. A signal that is still there will do: whoever uses it up looks at the queue
+    /// later than now, under the lock.
+    static void wake(Event& event) {
+        if (!event.isSignaled())
+            event.signal();
+    }
 
     Event notEmpty{true, false};       ///< signaled by each successful insertion
     Event notFull{true, false};        ///< signaled by each removal through poll, and by clear
@@ -182,7 +189,7 @@ private:
             const bool done = again && attempt();
             if (done || !again) {
                 if (hasWaited && direction.waiting > 0 && direction.isOfUse())
-                    direction.event.signal();
+                    wake(direction.event);
                 return done;
             }
             ++direction.waiting;

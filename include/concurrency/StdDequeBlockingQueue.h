@@ -78,13 +78,14 @@ protected:
     }
 
     bool internalOffer(const T& element) override {
+        T copy(element); // outside of the lock, which others want
         const AutoLock<Lock> guard(this->lock);
         this->checkShutdown(u"norq_std::StdDequeBlockingQueue::internalOffer");
         checkElement(element);
         if (elements.size() >= static_cast<std::size_t>(this->getCapacity()))
             return false;
-        elements.push_back(element);
-        this->notEmpty.signal();
+        elements.push_back(std::move(copy));
+        this->wake(this->notEmpty);
         return true;
     }
 
