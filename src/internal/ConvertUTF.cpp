@@ -41,8 +41,7 @@ std::size_t room(const Unit* from, const Unit* to) {
     return static_cast<std::size_t>(to - from);
 }
 
-// ---- writing one character
-// -------------------------------------------------------------------------------------------
+// ---- writing one character ----
 
 bool put(std::uint32_t value, char16_t*& out, const char16_t* outEnd) {
     if (room<char16_t>(out, outEnd) < (value < 0x10000 ? 1U : 2U))
@@ -184,8 +183,7 @@ Fault utf32ToUtf16Units(const char32_t* in, const char32_t* end, bool strict, ch
     return nullptr;
 }
 
-// ---- the frame
-// -------------------------------------------------------------------------------------------------------
+// ---- the frame ----
 
 template <class Result>
 struct UnitOf {
@@ -219,8 +217,7 @@ Result frame(const Source* source, std::size_t worst, std::uint32_t limit,
 
 } // namespace
 
-// ---- the class
-// -------------------------------------------------------------------------------------------------------
+// ---- the class ----
 
 constinit const ConvertUTF::ExceptionStrategy ConvertUTF::EXCEPT;
 constinit const ConvertUTF::NoExceptionStrategy ConvertUTF::NO_EXCEPT;

@@ -54,7 +54,6 @@ struct Page {
     std::uint32_t number;
     const char* name;
     bool pairs;
-    std::size_t differences; ///< characters that the C library maps elsewhere
 };
 
 std::string shown(const Page& page, const std::string& bytes) {
@@ -68,12 +67,11 @@ std::string shown(const Page& page, const std::string& bytes) {
 /// as the same bytes again, but for the known doubles of a page, which still must mean the same.
 TEST(CodePageTest, ReadsAsTheCLibraryDoesAndWritesWhatItReads) {
     const Page pages[] = {
-        {1250, "CP1250", false, 0}, {1251, "CP1251", false, 0}, {1252, "CP1252", false, 0}, {1254, "CP1254", false, 0},
-        {1256, "CP1256", false, 0}, {932, "IBM943", true, 0},   {936, "CP936", true, 0},    {949, "CP949", true, 0},
+        {1250, "CP1250", false}, {1251, "CP1251", false}, {1252, "CP1252", false}, {1254, "CP1254", false},
+        {1256, "CP1256", false}, {932, "CP932", true},    {936, "CP936", true},    {949, "CP949", true},
     };
     for (const Page& page : pages) {
         const CLibrary library(page.name);
-        std::size_t differences = 0;
         for (unsigned bytes = 1; bytes < (page.pairs ? 0x10000U : 0x100U); ++bytes) {
             const std::string text = bytes < 0x100
                                          ? std::string(1, static_cast<char>(bytes))
@@ -83,10 +81,10 @@ TEST(CodePageTest, ReadsAsTheCLibraryDoesAndWritesWhatItReads) {
                 EXPECT_EQ(ours, decoded(page.number, encoded(page.number, ours))) << shown(page, text);
             }
             const WString theirs = library.decode(text);
-            if (theirs.size() == 1 && ours != theirs)
-                ++differences;
+            if (theirs.size() == 1) {
+                EXPECT_EQ(theirs, ours) << shown(page, text);
+            }
         }
-        EXPECT_EQ(page.differences, differences) << page.number;
     }
 }
 
