@@ -46,7 +46,7 @@ Read readOne(const std::basic_string<unsigned char>& source, std::size_t at, boo
                                  : lead < 0xF8 ? 3
                                  : lead < 0xFC ? 4
                                                : 5;
-    if (at + trailing >= source.size())
+    if (trailing <= 3 && at + trailing >= source.size())
         return {0, 0, EXHAUSTED};
     if (trailing > 3 || (lead >= 0x80 && lead < 0xC2) || lead > 0xF4)
         return {0, 0, ILLEGAL};

@@ -95,7 +95,8 @@ Fault utf8ToUnits(const unsigned char* in, const unsigned char* end, Unit*& out,
         if (in == end)
             break;
         const std::size_t trailing = trailingBytes(*in);
-        if (room(in, end) <= trailing)
+        // A lead byte that asks for more than three begins nothing legal, however the text goes on.
+        if (trailing <= 3 && room(in, end) <= trailing)
             return EXHAUSTED;
         if (!IsLegal(in, static_cast<int>(trailing) + 1))
             return ILLEGAL;
