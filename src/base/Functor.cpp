@@ -15,8 +15,7 @@ constexpr const WChar* Leaf = u"Functor.cpp";
 
 } // namespace
 
-// A cancellation has no object that its reference could name, which the sanitizer takes for a null reference.
-__attribute__((no_sanitize("null"))) void detail::logUnexpectedException(const WString& caller) {
+void detail::logUnexpectedException(const WString& caller) {
     try {
         throw;
     } catch (abi::__forced_unwind&) {

@@ -27,12 +27,6 @@
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
-
-/// The faults are ours to handle, and the alternate stacks too: the sanitizer would release ours as its own.
-extern "C" const char* __asan_default_options() {
-    return "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:use_sigaltstack=0:detect_stack_use_after_"
-           "return=0";
-}
 #endif
 
 #define UNCHECKED __attribute__((noipa, no_sanitize("address", "undefined")))
