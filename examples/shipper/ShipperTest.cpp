@@ -54,6 +54,7 @@ protected:
     pid_t start(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), SHIPPER_PROGRAM);
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
         argv.push_back(nullptr);
