@@ -113,7 +113,9 @@ TEST_F(ThreadTest, FailureOfTheBodyIsLoggedAndEndsThatThreadAlone) {
         {[] { throw NorqIOException(u"disk is gone"); }, u"disk is gone"},
         {[] { throw std::runtime_error("narrow"); }, u"<narrow>"},
         {[] { throw 42; }, u"Caught unexpected exception in <"},
+#if !defined(__SANITIZE_THREAD__) // which loses its record of calls when a handler throws
         {[] { static_cast<void>(*static_cast<volatile int*>(nullptr)); }, u"Caught exception "},
+#endif
     };
     for (const Case& each : cases) {
         const DebugCapture capture;
