@@ -67,7 +67,8 @@ std::size_t conversionLength(std::u16string_view format) {
 /// Appends what one conversion gives. False if that is longer than any result may be.
 bool appendConversion(WString& target, std::u16string_view conversion, const std::tm& local) {
     // The mark in front tells an empty result from a full buffer.
-    const std::string format = "|" + std::string(conversion.begin(), conversion.end());
+    std::string format = "|";
+    format.append(conversion.begin(), conversion.end());
     char buffer[4 * FORMAT_BUFFER];
     const std::size_t length = std::strftime(buffer, sizeof buffer, format.c_str(), &local);
     if (length == 0)
