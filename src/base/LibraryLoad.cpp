@@ -9,6 +9,7 @@ using norq_std::SingletonManager;
 void LibraryLoad::attach() {
     SingletonManager::initLocks();
     registerLogClasses();
+    registerSystemClasses();
 }
 
 void LibraryLoad::detach() {

@@ -18,5 +18,7 @@ public:
 /// DebugFileFilter, LogFileFilter, NorqLogLayout and the appenders, in the order of their names in the registry's
 /// table.
 void registerLogClasses();
+/// Paths.
+void registerSystemClasses();
 
 } // namespace norq_std_internal
