@@ -6,8 +6,11 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <vector>
 
 namespace norq_std {
+
+class ByteArray;
 
 /// Static operations on wide text. No state; every operation may be called from any thread.
 class NORQSTD_EXPORT StringUtils {
@@ -58,6 +61,13 @@ public:
     /// The field at `index` from 0, or the default where there is none.
     static WString getDelimField(const WString& text, std::int32_t index, const WString& delimiters,
                                  const WString& defaultValue);
+
+    /// The first line separator of the text in the bytes ("\r\n", "\r" or "\n"), empty if it has none. Bytes become
+    /// text as by `ByteArray::toWString`.
+    static WString getLineSeparator(const ByteArray& bytes, const WString& encoding);
+    /// The lines of that text, without their separators, which may be mixed. Empty lines count: a text that ends in a
+    /// separator has an empty last line. The empty text has none.
+    static std::vector<WString> getLines(const ByteArray& bytes, const WString& encoding);
 
 private:
     StringUtils() = default;
