@@ -37,6 +37,15 @@ char32_t nextCodePoint(std::string_view text, std::size_t& at) {
     return c < Smallest[following] || c > 0x10FFFF || isSurrogate(c) ? Replacement : c;
 }
 
+void appendCodePoint(std::u16string& target, char32_t c) {
+    if (c < 0x10000) {
+        target += static_cast<char16_t>(c);
+    } else {
+        target += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+        target += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+    }
+}
+
 } // namespace
 
 void appendUtf8(std::string& target, std::u16string_view text) {
@@ -63,15 +72,22 @@ void appendUtf8(std::string& target, std::u16string_view text) {
 
 void appendWide(std::u16string& target, std::string_view text) {
     target.reserve(target.size() + text.size());
+    for (std::size_t at = 0; at < text.size();)
+        appendCodePoint(target, nextCodePoint(text, at));
+}
+
+bool appendWellFormed(std::u16string& target, std::string_view text) {
+    const std::size_t before = target.size();
     for (std::size_t at = 0; at < text.size();) {
+        const std::size_t start = at;
         const char32_t c = nextCodePoint(text, at);
-        if (c < 0x10000) {
-            target += static_cast<char16_t>(c);
-        } else {
-            target += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-            target += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+        if (c == Replacement && text.substr(start, at - start) != "\xEF\xBF\xBD") {
+            target.resize(before);
+            return false;
         }
+        appendCodePoint(target, c);
     }
+    return true;
 }
 
 } // namespace norq_std_internal::platform

@@ -11,6 +11,9 @@ namespace norq_std_internal::platform {
 void appendUtf8(std::string& target, std::u16string_view text);
 void appendWide(std::u16string& target, std::string_view text);
 
+/// The strict form: false, and nothing is appended, if the text is not well formed.
+bool appendWellFormed(std::u16string& target, std::string_view text);
+
 inline std::string toUtf8(std::u16string_view text) {
     std::string result;
     appendUtf8(result, text);
