@@ -268,7 +268,7 @@ void File::setWorkingDirectory(const File& file) {
 }
 
 File File::getUserDirectory() {
-    const WString path = NorqSystem::instance()->getEnv(u"USERPROFILE");
+    const WString path = NorqSystem::getInstance().getEnv(u"USERPROFILE");
     if (path.empty())
         throw NorqIOException(u"Couldn't find the expected environment variable for user directory.");
     return File(path);
