@@ -11,6 +11,7 @@ configure_package_config_file(cmake/NorqStdConfig.cmake.in "${PROJECT_BINARY_DIR
     INSTALL_DESTINATION "${NORQSTD_CMAKE_DIR}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/NorqStdConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/NorqStdConfig.cmake" "${PROJECT_BINARY_DIR}/NorqStdConfigVersion.cmake"
+    cmake/NorqStdVersionInfo.cmake
     DESTINATION "${NORQSTD_CMAKE_DIR}" COMPONENT development)
 install(EXPORT NorqStdTargets NAMESPACE NorqStd:: DESTINATION "${NORQSTD_CMAKE_DIR}" COMPONENT development)
 

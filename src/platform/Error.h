@@ -26,6 +26,7 @@ enum ErrorNumber : std::int32_t {
     ModuleNotFound = 126,
     DirectoryNotEmpty = 145,
     AlreadyExists = 183,
+    BadLibrary = 193,
     MoreData = 234,
     NoMoreItems = 259,
     KeyDeleted = 1018,
