@@ -8,6 +8,10 @@
 #include <memory>
 #include <string>
 
+namespace norq_std_internal {
+class RawBytes;
+}
+
 namespace norq_std {
 
 /// A run of bytes as a value: each array holds its own, and copying copies them.
@@ -56,6 +60,8 @@ public:
     void clear();
 
 private:
+    friend class norq_std_internal::RawBytes;
+
     bool isInside(std::int32_t index) const {
         return static_cast<std::uint32_t>(index) < static_cast<std::uint32_t>(length);
     }
