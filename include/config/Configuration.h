@@ -90,6 +90,8 @@ private:
     ConfigurationSection* find(std::u16string_view trimmedName) NORQ_REQUIRES(lock);
     const ConfigurationSection* find(std::u16string_view trimmedName) const NORQ_REQUIRES(lock);
     ConfigurationSection& findOrAdd(std::u16string_view trimmedName) NORQ_REQUIRES(lock);
+    /// Takes the other's sections for one's own.
+    void exchangeSections(Configuration& other);
 
     SectionList sections NORQ_GUARDED_BY(lock);
 };

@@ -72,6 +72,8 @@ private:
     const ConfigurationElement* find(std::u16string_view trimmedKey) const { return elements.find(trimmedKey); }
     /// Both trimmed already, the key not empty.
     void put(std::u16string_view trimmedKey, std::u16string_view trimmedValue);
+    /// A comment at the end, a blank line if it is empty.
+    void addComment(std::u16string_view comment) { elements.addUnnamed().comment = comment; }
 
     WString name;
     norq_std_internal::NamedList<ConfigurationElement, keyOf> elements; // those with a key are named

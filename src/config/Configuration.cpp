@@ -138,4 +138,15 @@ ConfigurationSection& Configuration::findOrAdd(std::u16string_view trimmedName) 
     return present != nullptr ? *present : sections.addNamed(WString(trimmedName));
 }
 
+void Configuration::exchangeSections(Configuration& other) {
+    SectionList moving;
+    moving.addNamed(); // nobody is ever seen without a default section
+    {
+        const AutoLock<Lock> guard(other.lock);
+        other.sections.swap(moving);
+    }
+    const AutoLock<Lock> guard(lock);
+    sections.swap(moving);
+}
+
 } // namespace norq_std

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "base/WString.h"
+
+#include <memory>
+#include <string_view>
+
+namespace norq_std {
+class ByteArray;
+}
+
+namespace norq_std_internal {
+
+/// The text of a whole file in a character set, as `ByteArray` converts, but without the limit on the length of UTF-8.
+norq_std::WString decodeFile(const norq_std::ByteArray& bytes, const norq_std::WString& charset);
+
+/// The inverse. Units that would end the text early when it is read back, zero and in UTF-8 lone surrogates, are
+/// written as U+FFFD, or what the character set has for it.
+std::shared_ptr<norq_std::ByteArray> encodeFile(norq_std::WString text, const norq_std::WString& charset);
+
+} // namespace norq_std_internal

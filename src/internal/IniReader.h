@@ -1,0 +1,35 @@
+#pragma once
+
+#include "base/WString.h"
+
+#include <string_view>
+
+namespace norq_std {
+class Configuration;
+class ConfigurationSection;
+} // namespace norq_std
+
+namespace norq_std_internal {
+
+/// Reads one text of the `.cfg` format into a new configuration that nobody else knows yet.
+class IniReader {
+public:
+    explicit IniReader(norq_std::Configuration& target);
+
+    /// Returns the first line separator of the text, empty if it has no line end.
+    std::u16string_view read(std::u16string_view text);
+
+private:
+    /// `text` is trimmed.
+    void readLine(std::u16string_view text);
+    void readHead(std::u16string_view text);
+    void readEntry(std::u16string_view text);
+    /// The key of a line that holds escapes, into `key`; returns the place of the separator, `npos` if there is none.
+    std::size_t scanKey(std::u16string_view text);
+
+    norq_std::Configuration& configuration;
+    norq_std::ConfigurationSection* section;
+    norq_std::WString key; // kept between lines for its space
+};
+
+} // namespace norq_std_internal
