@@ -9,9 +9,9 @@ namespace norq_std {
 /// The `.cfg` format: `[section]` heads, `key=value` lines, `#` comments, blank lines. docs/configuration.md describes
 /// it for those who edit such files.
 ///
-/// Reading never fails for what a line holds: a line that is no head, no comment and no key with a value becomes a blank
-/// line, a head that is not closed is dropped. What is written reads back as the same configuration, provided that no
-/// name, key, value or comment holds a line break, which the format cannot express.
+/// Reading never fails for what a line holds: a line that is no head, no comment and no key with a value becomes a
+/// blank line, a head that is not closed is dropped. What is written reads back as the same configuration, provided
+/// that no name, key, value or comment holds a line break, which the format cannot express.
 class NORQSTD_EXPORT IniConfigurationSerializer : public ConfigurationSerializer {
 public:
     /// Writes what it is shown to a stream of wide text, a line for each section with a name and for each element.

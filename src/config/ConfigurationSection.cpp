@@ -43,10 +43,10 @@ WString ConfigurationSection::getValue(const WString& key) const {
 bool ConfigurationSection::contains(const WString& key) const { return find(trimmed(key)) != nullptr; }
 
 void ConfigurationSection::setValue(const WString& key, const WString& value) {
-    const std::u16string_view name = trimmed(key);
-    if (name.empty())
+    const std::u16string_view trimmedKey = trimmed(key);
+    if (trimmedKey.empty())
         elements.addNamed(key, value); // refuses it
-    put(name, trimmedRight(value));
+    put(trimmedKey, trimmedRight(value));
 }
 
 void ConfigurationSection::put(std::u16string_view trimmedKey, std::u16string_view trimmedValue) {

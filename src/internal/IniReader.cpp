@@ -7,9 +7,9 @@ namespace norq_std_internal {
 
 using norq_std::WChar;
 
-// The configuration is this thread's alone, so its lock is not needed.
-IniReader::IniReader(norq_std::Configuration& target) NORQ_NO_THREAD_SAFETY_ANALYSIS : configuration(target),
-                                                                                      section(target.find({})) {}
+IniReader::IniReader(norq_std::Configuration& target)
+    : configuration(target)
+    , section(target.find({})) {}
 
 std::u16string_view IniReader::read(std::u16string_view text) {
     std::u16string_view separator;
@@ -44,7 +44,7 @@ void IniReader::readLine(std::u16string_view text) {
         readEntry(text);
 }
 
-void IniReader::readHead(std::u16string_view text) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+void IniReader::readHead(std::u16string_view text) {
     const std::size_t close = text.rfind(u']');
     if (close != text.npos)
         section = &configuration.findOrAdd(trimmed(text.substr(1, close - 1)));

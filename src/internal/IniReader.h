@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ThreadAnnotations.h"
 #include "base/WString.h"
 
 #include <string_view>
@@ -14,7 +15,9 @@ namespace norq_std_internal {
 /// Reads one text of the `.cfg` format into a new configuration that nobody else knows yet.
 class IniReader {
 public:
-    explicit IniReader(norq_std::Configuration& target);
+    // The configuration is this thread's alone, so nothing here takes its lock.
+
+    explicit IniReader(norq_std::Configuration& target) NORQ_NO_THREAD_SAFETY_ANALYSIS;
 
     /// Returns the first line separator of the text, empty if it has no line end.
     std::u16string_view read(std::u16string_view text);
@@ -22,7 +25,7 @@ public:
 private:
     /// `text` is trimmed.
     void readLine(std::u16string_view text);
-    void readHead(std::u16string_view text);
+    void readHead(std::u16string_view text) NORQ_NO_THREAD_SAFETY_ANALYSIS;
     void readEntry(std::u16string_view text);
     /// The key of a line that holds escapes, into `key`; returns the place of the separator, `npos` if there is none.
     std::size_t scanKey(std::u16string_view text);

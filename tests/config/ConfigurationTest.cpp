@@ -1,0 +1,212 @@
+#include "config/Configuration.h"
+
+#include "config/ConfigurationChangeEvent.h"
+#include "config/ConfigurationVisitor.h"
+#include "exception/NorqException.h"
+#include "support/DebugCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using norq_std::Configuration;
+using norq_std::ConfigurationChangeEvent;
+using norq_std::ConfigurationElement;
+using norq_std::ConfigurationSection;
+using norq_std::File;
+using norq_std::NorqIllegalArgumentException;
+using norq_std::WString;
+using Names = std::list<WString>;
+
+/// The lines of a configuration, one text each.
+class Lines : public norq_std::ConfigurationVisitor {
+public:
+    explicit Lines(const Configuration& configuration) { configuration.visit(*this); }
+
+    void visitElement(const ConfigurationElement& element) override {
+        all.push_back(element.isEmpty()     ? u""
+                      : element.isComment() ? u"#" + element.getComment()
+                                            : element.getKey() + u"=" + element.getValue());
+    }
+    void visitSection(const ConfigurationSection& section) override { all.push_back(u"[" + section.getName() + u"]"); }
+
+    std::vector<WString> all;
+};
+
+std::vector<WString> linesOf(const Configuration& configuration) { return Lines(configuration).all; }
+
+template <class F>
+WString messageOf(F call) {
+    try {
+        call();
+    } catch (const NorqIllegalArgumentException& failure) {
+        return failure.getMessage();
+    }
+    return u"nothing was thrown";
+}
+
+class Derived : public Configuration {
+public:
+    using Configuration::getSection;
+    const ConfigurationSection& find(const WString& name) const { return getSection(name); }
+};
+
+TEST(ConfigurationElementTest, IsWhatItsTextsSay) {
+    ConfigurationElement element;
+    EXPECT_TRUE(element.isEmpty() && element.isComment() && !element.isKeyValue());
+    element = ConfigurationElement(u" a comment ");
+    EXPECT_TRUE(!element.isEmpty() && element.isComment());
+    EXPECT_EQ(u" a comment ", element.getComment());
+    element = ConfigurationElement(u" \tkey\u00A0", u"  value \r\n");
+    EXPECT_TRUE(element.isKeyValue() && !element.isComment() && !element.isEmpty());
+    EXPECT_EQ(u"ConfigurationElement{key='key',value='  value',comment=''}", element.toString());
+    element.setKey(u" ");
+    element.setValue(u" ");
+    EXPECT_TRUE(element.isEmpty());
+
+    const norqstd_test::DebugCapture log;
+    EXPECT_EQ(u"key value is empty.", messageOf([] { ConfigurationElement(u" \t ", u"x"); }));
+    EXPECT_EQ(1u, log.count(u"key value is empty."));
+}
+
+TEST(ConfigurationTest, StartsWithTheDefaultSectionAndKeepsIt) {
+    Configuration configuration;
+    EXPECT_EQ(Names{u""}, configuration.getSectionNames());
+    configuration.appendElement(ConfigurationElement(u"note"), Configuration::defaultSection);
+    configuration.setValue(u"a", u"1", u" ");
+    configuration.setValue(u"b", u"2", u"other");
+    EXPECT_TRUE(configuration.removeSection(u""));
+    EXPECT_EQ((std::vector<WString>{u"[]", u"[other]", u"b=2"}), linesOf(configuration));
+    EXPECT_TRUE(configuration.removeSection(u" other "));
+    EXPECT_FALSE(configuration.removeSection(u"other"));
+    configuration.setValue(u"c", u"3", u"x");
+    configuration.clear();
+    EXPECT_EQ(std::vector<WString>{u"[]"}, linesOf(configuration));
+    EXPECT_EQ(u"Configuration{}", configuration.toString());
+}
+
+TEST(ConfigurationTest, SetsInPlaceAndComparesTrimmedNamesExactly) {
+    Configuration configuration;
+    configuration.setValue(u" a ", u"  two blanks  ", u" s ");
+    configuration.appendElement(ConfigurationElement(), u"s");
+    configuration.setValue(u"b", u"2", u"s");
+    configuration.setValue(u"a", u"changed", u"s\t");
+    configuration.appendElement(ConfigurationElement(u"b", u" 3"), u"s");
+    EXPECT_EQ((std::vector<WString>{u"[]", u"[s]", u"a=changed", u"", u"b= 3"}), linesOf(configuration));
+    EXPECT_EQ(u"changed", configuration.getValue(u"\na ", u" s"));
+    EXPECT_EQ(u"", configuration.getValue(u"A", u"s"));
+    EXPECT_EQ(u"", configuration.getValue(u"a", u"S"));
+    EXPECT_EQ(u"", configuration.getValue(u"", u"s"));
+    EXPECT_FALSE(configuration.containsKey(u"", u"s"));
+    EXPECT_FALSE(configuration.removeKeyValue(u"", u"s"));
+    EXPECT_TRUE(configuration.removeKeyValue(u" a", u"s"));
+    EXPECT_FALSE(configuration.removeKeyValue(u"a", u"s"));
+    EXPECT_EQ((std::vector<WString>{u"[]", u"[s]", u"", u"b= 3"}), linesOf(configuration));
+    configuration.setValue(u"a", u"again", u"s");
+    EXPECT_EQ((Names{u"b", u"a"}), configuration.getKeys(u"s"));
+    EXPECT_EQ((Names{u" 3", u"again"}), configuration.getValues(u"s"));
+}
+
+TEST(ConfigurationTest, AsksWithoutMakingSections) {
+    Configuration configuration;
+    EXPECT_EQ(u"", configuration.getValue(u"a", u"s"));
+    EXPECT_TRUE(configuration.getKeys(u"s").empty() && configuration.getValues(u"s").empty());
+    EXPECT_FALSE(configuration.containsKey(u"a", u"s") || configuration.removeKeyValue(u"a", u"s"));
+    EXPECT_FALSE(configuration.containsSection(u"s"));
+    const norqstd_test::DebugCapture log;
+    EXPECT_EQ(u"key value is empty.", messageOf([&] { configuration.setValue(u"", u"1", u"s"); }));
+    EXPECT_EQ(u"key value is empty.", messageOf([&] { configuration.setValue(u" \n", u"1", u"s"); }));
+    EXPECT_EQ(2u, log.count(u"key value is empty."));
+    EXPECT_EQ(Names{u""}, configuration.getSectionNames());
+
+    Derived derived;
+    EXPECT_EQ(u"Unable to find section named s", messageOf([&] { derived.find(u" s "); }));
+    derived.getSection(u" s ").setValue(u"a", u"1");
+    EXPECT_EQ(u"ConfigurationSection{name='s'}", derived.find(u"s").toString());
+    EXPECT_EQ(u"key value is empty.", messageOf([&] { derived.getSection(u"s").setValue(u" ", u"1"); }));
+    EXPECT_EQ(1u, derived.getSection(u"s").getSize());
+}
+
+TEST(ConfigurationTest, MergesASectionOfTheSameName) {
+    ConfigurationSection section(u" s ");
+    section.appendElement(ConfigurationElement(u"first"));
+    section.setValue(u"a", u"1");
+    section.setValue(u"b", u"2");
+    Configuration configuration;
+    configuration.addSection(section);
+    configuration.setValue(u"x", u"9", u"last");
+    ConfigurationSection other(u"s");
+    other.setValue(u"c", u"3");
+    other.setValue(u"a", u"one");
+    other.appendElement(ConfigurationElement());
+    configuration.addSection(other);
+    EXPECT_EQ((std::vector<WString>{u"[]", u"[s]", u"#first", u"a=one", u"b=2", u"c=3", u"", u"[last]", u"x=9"}),
+              linesOf(configuration));
+    EXPECT_EQ(u"1", section.getValue(u"a"));
+
+    section.appendElements(section);
+    EXPECT_EQ(4u, section.getSize());
+    section.clear();
+    EXPECT_TRUE(section.getSize() == 0 && section.getName() == u"s" && !section.contains(u"a"));
+}
+
+TEST(ConfigurationTest, CopiesAreDeep) {
+    ConfigurationSection section(u"s");
+    section.appendElement(ConfigurationElement());
+    section.setValue(u"a longer key than a string holds itself", u"1");
+    ConfigurationSection copy(section);
+    copy.setValue(u"a longer key than a string holds itself", u"2");
+    copy.setValue(u"b", u"3");
+    EXPECT_EQ(u"1", section.getValue(u"a longer key than a string holds itself"));
+    EXPECT_TRUE(copy.removeKeyValue(u"a longer key than a string holds itself"));
+    EXPECT_TRUE(section.contains(u"a longer key than a string holds itself"));
+    section = copy;
+    section = *&section;
+    EXPECT_TRUE(section.getKeys() == Names{u"b"} && section.getValue(u"b") == u"3" && section.getSize() == 2);
+
+    Configuration configuration;
+    configuration.addSection(section);
+    std::list<ConfigurationSection> copies = configuration.copySections();
+    copies.back().setValue(u"b", u"4");
+    EXPECT_EQ(u"3", configuration.getValue(u"b", u"s"));
+
+    // An element whose key was changed by the caller is looked up by the new one.
+    ConfigurationElement renamed(u"x", u"5");
+    renamed.setKey(u"b");
+    section.appendElement(renamed);
+    EXPECT_TRUE(section.getValue(u"b") == u"5" && section.getSize() == 2);
+}
+
+TEST(ConfigurationTest, IsSharedByThreads) {
+    Configuration configuration;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([&configuration, own = WString(1, static_cast<char16_t>(u'a' + number))] {
+            for (int i = 0; i < 300; ++i) {
+                configuration.setValue(own, u"long enough to need space of its own", u"shared");
+                configuration.setValue(u"common", own, own);
+                configuration.copySections();
+                configuration.getValue(own, u"shared");
+                configuration.removeSection(own);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(4u, configuration.getKeys(u"shared").size());
+    EXPECT_EQ((Names{u"", u"shared"}), configuration.getSectionNames());
+}
+
+TEST(ConfigurationChangeEventTest, TellsWhatHappened) {
+    const ConfigurationChangeEvent event(File(u"C:\\a.cfg"), ConfigurationChangeEvent::Removed, u"s", u"k", u"v");
+    EXPECT_EQ(u"ConfigurationChangeEvent{path='C:\\a.cfg',event='Removed',section='s',key='k',value='v'}",
+              event.toString());
+    EXPECT_EQ(u"Invalid value for configuration change type enumeration.", messageOf([] {
+                  ConfigurationChangeEvent(File(), static_cast<ConfigurationChangeEvent::ChangeType>(3), u"", u"", u"");
+              }));
+}
+
+} // namespace
