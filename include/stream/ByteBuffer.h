@@ -91,6 +91,8 @@ public:
     void put(std::int32_t index, unsigned char value) {
         putAt<std::uint8_t>(index, value, u"norq_std::ByteBuffer::put");
     }
+    /// The low 8 bits of a number; without it a literal index 0 could be taken for a null pointer.
+    void put(std::int32_t index, std::int32_t value) { put(index, static_cast<unsigned char>(value)); }
     void putShort(std::int32_t index, std::uint16_t value) { putAt(index, value, u"norq_std::ByteBuffer::putShort"); }
     void putInt(std::int32_t index, std::uint32_t value) { putAt(index, value, u"norq_std::ByteBuffer::putInt"); }
     void putLongLong(std::int32_t index, std::uint64_t value) {
