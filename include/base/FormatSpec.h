@@ -27,8 +27,8 @@ enum class FormatLength : std::uint8_t { None, Byte, Half, Word, Long, Max, Long
 struct FormatSpec {
     static constexpr std::int32_t none = -1;
     static constexpr std::int32_t fromArgument = -2;
-    /// Widths and precisions of a format saturate here; every text of that size is dropped anyway.
-    static constexpr std::int32_t largest = 1000000;
+    /// Widths and precisions of a format saturate here, behind the limit of every text that is meant.
+    static constexpr std::int32_t largest = 100000000;
 
     bool left = false;
     bool plus = false;

@@ -38,12 +38,12 @@ Utf8Character readUtf8(const char* text, std::size_t bound) {
 
 bool FormatBuffer::grow(std::size_t count) {
     const std::size_t used = size();
-    if (lost || count > limit - used) {
+    if (lost || count > most - used) {
         lost = true;
         next = last = first;
         return false;
     }
-    const std::size_t capacity = std::min(limit, std::max(used + count, 2 * static_cast<std::size_t>(last - first)));
+    const std::size_t capacity = std::min(most, std::max(used + count, 2 * static_cast<std::size_t>(last - first)));
     auto units = std::make_unique_for_overwrite<WChar[]>(capacity);
     std::memcpy(units.get(), first, used * sizeof(WChar));
     heapUnits = std::move(units);

@@ -10,7 +10,7 @@
 
 namespace norq_std_internal {
 
-/// The text that one formatting builds: on the stack while it is short, and never more than `limit` units.
+/// The text that one formatting builds: on the stack while it is short, and never more than its limit.
 ///
 /// What would pass the limit sets `overflowed`; the text is lost from there on and every further append does nothing.
 /// Local to one thread.
@@ -19,9 +19,12 @@ public:
     using WChar = norq_std::WChar;
 
     static constexpr std::size_t limit = 16384;
+    static constexpr std::size_t unlimited = 0x7FFFFFFE; ///< the longest text that a printf function can report
     static constexpr std::size_t unbounded = static_cast<std::size_t>(-1);
 
     FormatBuffer() = default;
+    explicit FormatBuffer(std::size_t largestText)
+        : most(largestText) {}
     FormatBuffer(const FormatBuffer&) = delete;
     FormatBuffer& operator=(const FormatBuffer&) = delete;
 
@@ -65,6 +68,7 @@ public:
 
     std::size_t size() const { return static_cast<std::size_t>(next - first); }
     bool overflowed() const { return lost; }
+    std::size_t largest() const { return most; }
 
     /// What was built, up to its first zero unit; nothing if it passed the limit.
     std::u16string_view text() const {
@@ -101,6 +105,7 @@ private:
     WChar* first = inlineUnits;
     WChar* next = inlineUnits;
     WChar* last = inlineUnits + inlineSize;
+    std::size_t most = limit;
     bool lost = false;
     bool holdsZero = false; // only single units can bring one in
 };

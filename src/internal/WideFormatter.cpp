@@ -1,10 +1,12 @@
 #include "internal/WideFormatter.h"
 
 #include "exception/NorqException.h"
+#include "platform/CodePage.h"
 
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 namespace norq_std_internal {
@@ -23,7 +25,7 @@ using norq_std::detail::FormatSpec;
 
 constexpr std::size_t unbounded = FormatArgument::unbounded;
 
-/// Any wider field passes the limit of a text, so that nothing larger need be told apart.
+/// Any wider field passes the limit that checked calls have, so that nothing larger need be told apart.
 constexpr std::int32_t largestSize = FormatBuffer::limit + 1;
 
 WString decimal(std::size_t value) {
@@ -237,9 +239,11 @@ void writeDigits(std::uint64_t value, WChar letter, WChar* end) {
 template <class Source>
 class Engine {
 public:
-    Engine(FormatBuffer& buffer, Source& arguments)
+    Engine(FormatBuffer& buffer, Source& arguments, FormatDialect formatDialect)
         : out(buffer)
-        , source(arguments) {}
+        , source(arguments)
+        , dialect(formatDialect)
+        , widest(static_cast<std::int32_t>(buffer.largest() + 1)) {}
 
     void run(const WChar* format) {
         const WChar* p = format;
@@ -260,6 +264,8 @@ public:
             FormatSpec spec;
             if (const FormatError error = parseConversion(p, spec); error != FormatError::None) [[unlikely]]
                 refuse(error, position);
+            if (dialect == FormatDialect::Narrow)
+                exchangeWidths(spec);
             settleSizes(spec, position);
             source.expect(spec.conversion, position);
             convert(spec);
@@ -279,7 +285,7 @@ private:
                            position);
             break;
         case u's':
-            if (*p == u'h') {
+            if (*p == u'h' || (*p == u's' && dialect == FormatDialect::Narrow)) {
                 source.expect(FormatConversion::NarrowText, position);
                 appendText(source.narrowText(), unbounded);
             } else {
@@ -306,18 +312,28 @@ private:
         writeDecimal(integer.magnitude, to + digits);
     }
 
+    /// What the narrow dialect reads otherwise.
+    static void exchangeWidths(FormatSpec& spec) {
+        if (spec.length != FormatLength::None)
+            return;
+        if (spec.letter == u's' || spec.letter == u'S')
+            spec.conversion = spec.letter == u's' ? FormatConversion::NarrowText : FormatConversion::WideText;
+        else if (spec.letter == u'c' || spec.letter == u'C')
+            spec.conversion = spec.letter == u'c' ? FormatConversion::NarrowUnit : FormatConversion::WideUnit;
+    }
+
     void settleSizes(FormatSpec& spec, std::size_t position) {
         if (spec.width == FormatSpec::fromArgument) {
             spec.width = source.size(position);
             if (spec.width < 0) {
                 spec.left = true;
-                spec.width = -std::max(spec.width, -largestSize);
+                spec.width = -std::max(spec.width, -widest);
             }
         }
         if (spec.precision == FormatSpec::fromArgument)
             spec.precision = std::max(source.size(position), FormatSpec::none);
-        spec.width = std::min(spec.width, largestSize);
-        spec.precision = std::min(spec.precision, largestSize);
+        spec.width = std::min(spec.width, widest);
+        spec.precision = std::min(spec.precision, widest);
     }
 
     void convert(const FormatSpec& spec) {
@@ -332,7 +348,7 @@ private:
             out.append(static_cast<WChar>(source.unit()));
             break;
         case FormatConversion::NarrowUnit:
-            out.append(static_cast<std::uint8_t>(source.unit()));
+            appendNarrowUnit(static_cast<char>(source.unit()));
             break;
         case FormatConversion::WideText:
             appendText(source.wideText(), precisionOf(spec));
@@ -357,8 +373,24 @@ private:
             out.appendText(u"(null)", precision);
         else if constexpr (std::is_same_v<Unit, WChar>)
             out.appendText(text.data, std::min(text.bound, precision));
-        else
+        else if (dialect == FormatDialect::Wide)
             out.appendUtf8(text.data, std::min(text.bound, precision), precision < text.bound);
+        else
+            appendCodePage({text.data, strnlen(text.data, std::min(text.bound, precision))});
+    }
+
+    void appendNarrowUnit(char byte) {
+        if (dialect == FormatDialect::Wide)
+            out.append(static_cast<std::uint8_t>(byte));
+        else
+            appendCodePage({&byte, 1});
+    }
+
+    void appendCodePage(std::string_view bytes) {
+        WString text;
+        platform::decodeCodePage(0, bytes, text);
+        for (const WChar unit : text)
+            out.append(unit);
     }
 
     void convertPointer(const FormatSpec& spec, const volatile void* pointer) {
@@ -416,7 +448,7 @@ private:
         const std::size_t length = print(narrow, sizeof narrow, spec, real);
         if (length < sizeof narrow)
             return placeReal(spec, narrow, length);
-        if (length > FormatBuffer::limit) {
+        if (length > out.largest()) {
             out.claim(length);
             return;
         }
@@ -443,7 +475,7 @@ private:
         *f = 0;
         const int length = real.isLong ? std::snprintf(to, size, format, spec.precision, real.longValue)
                                        : std::snprintf(to, size, format, spec.precision, real.value);
-        return length < 0 ? FormatBuffer::limit + 1 : static_cast<std::size_t>(length);
+        return length < 0 ? FormatBuffer::unlimited + 1 : static_cast<std::size_t>(length);
     }
 
     void placeReal(const FormatSpec& spec, const char* text, std::size_t length) {
@@ -465,18 +497,20 @@ private:
 
     FormatBuffer& out;
     Source& source;
+    const FormatDialect dialect;
+    const std::int32_t widest; // any wider field passes the limit of the text
 };
 
 } // namespace
 
-void formatInto(FormatBuffer& out, const WChar* format, std::va_list arguments) {
+void formatInto(FormatBuffer& out, const WChar* format, std::va_list arguments, FormatDialect dialect) {
     VaListSource source(arguments);
-    Engine<VaListSource>(out, source).run(format);
+    Engine<VaListSource>(out, source, dialect).run(format);
 }
 
 void formatInto(FormatBuffer& out, const WChar* format, std::initializer_list<FormatArgument> arguments) {
     TypedSource source(arguments.begin(), arguments.end());
-    Engine<TypedSource>(out, source).run(format);
+    Engine<TypedSource>(out, source, FormatDialect::Wide).run(format);
 }
 
 } // namespace norq_std_internal
