@@ -33,6 +33,7 @@ public:
     /// The number of bytes written. On fewer than asked for, the last error tells why.
     std::size_t write(const void* source, std::size_t bytes);
 
+    bool seekTo(std::uint64_t position);
     bool seekToEnd();
     bool setSize(std::uint64_t bytes);
     /// Asks for room on the disk up to that length, without changing the length. True also where the file system cannot

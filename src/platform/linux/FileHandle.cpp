@@ -161,6 +161,10 @@ std::size_t FileHandle::write(const void* source, std::size_t bytes) {
         .bytes;
 }
 
+bool FileHandle::seekTo(std::uint64_t position) {
+    return ::lseek(descriptor, static_cast<off_t>(position), SEEK_SET) >= 0 || succeeded(-1);
+}
+
 bool FileHandle::seekToEnd() { return ::lseek(descriptor, 0, SEEK_END) >= 0 || succeeded(-1); }
 
 bool FileHandle::setSize(std::uint64_t bytes) { return succeeded(::ftruncate(descriptor, static_cast<off_t>(bytes))); }
