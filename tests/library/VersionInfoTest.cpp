@@ -1,9 +1,9 @@
-#include "base/SWString.h"
 #include "exception/NorqException.h"
 #include "library/FileVersionInfo.h"
 #include "library/VersionInfoListener.h"
 #include "library/VersionInfoRegistry.h"
-
+#include "log/SLog.h"
+#include "log/SVersionInfo.h"
 #include "platform/VersionResource.h"
 
 #include <gtest/gtest.h>
@@ -17,6 +17,7 @@
 
 using namespace norq_std;
 using norq_std_internal::platform::findVersionResource;
+using NorqStd::SVersionInfo;
 
 namespace {
 
@@ -119,4 +120,34 @@ TEST(VersionInfoRegistryTest, keepsNamedModulesAndTellsListenersWhateverTheyThro
     EXPECT_EQ(messageOf([&] { info.setValue(u"", u"v"); }), u"Key name is empty");
     EXPECT_EQ(messageOf([&] { info.getValue(u""); }), u"Key name is empty");
     EXPECT_EQ(messageOf([&] { info.getValue(u"x"); }), u"Key not found");
+}
+
+TEST(SVersionInfoTest, writesTheBannerOfALogFile) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = open_memstream(&text, &size);
+    SVersionInfo info;
+    info.AddModule(stream, plainLibrary);
+    info.AddModule(stream, plainLibrary);
+    info.AddModule(nullptr, "/nowhere");
+    std::fflush(stream);
+    const std::string module = "VERSION INFO: " PLAIN_LIBRARY ": Product <Gr\xF6\xDF"
+                               "e \"7\" \\ ?> Version <1.2.3> "
+                               "Pri Build <0042> Special Build <>.\n";
+    EXPECT_EQ(std::string(text, size), module);
+    EXPECT_FALSE(info.WriteModuleVerInfo(stream, nullptr));
+    const NorqStd::SLog log;
+    EXPECT_TRUE(info.WriteModuleVerInfo(stream, &log));
+    std::fclose(stream);
+    const std::string banner = std::string(text, size).substr(module.size());
+    std::free(text);
+    EXPECT_TRUE(banner.starts_with("VERSION INFO: Platform <Failed to get correct Operating System.>.\n"
+                                   "VERSION INFO: Hostname <"));
+    EXPECT_NE(banner.find("VERSION INFO: Debug threshold <>.\nVERSION INFO: Debug size <0>.\n"
+                          "VERSION INFO: Debug files <0>.\nVERSION INFO: Log size <0>.\n"
+                          "VERSION INFO: Log files <0>.\nVERSION INFO: /nowhere: Product <Invalid filename>"),
+              std::string::npos);
+    EXPECT_TRUE(banner.ends_with(module)) << "modules stand in the order of their names";
+    EXPECT_EQ(info.GetFilename(), plainLibrary);
+    EXPECT_EQ(NorqStd::GetCurrentTimestamp().back(), u' ');
 }
