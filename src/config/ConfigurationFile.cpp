@@ -1,0 +1,169 @@
+#include "config/ConfigurationFile.h"
+
+#include "base/ErrorUtils.h"
+#include "base/LogMacros.h"
+#include "concurrency/AutoLock.h"
+#include "config/IniConfigurationSerializer.h"
+#include "exception/NorqException.h"
+#include "platform/Error.h"
+#include "platform/FileReplacement.h"
+#include "stream/ByteArray.h"
+
+#include <typeinfo>
+
+namespace norq_std {
+
+using norq_std_internal::platform::Replacement;
+
+namespace {
+
+class CloseAtEnd {
+public:
+    explicit CloseAtEnd(LockedFile& openFile)
+        : file(openFile) {}
+    ~CloseAtEnd() { file.close(); }
+    CloseAtEnd(const CloseAtEnd&) = delete;
+    CloseAtEnd& operator=(const CloseAtEnd&) = delete;
+
+private:
+    LockedFile& file;
+};
+
+} // namespace
+
+// Never destroyed: threads may load files while the process ends.
+const std::shared_ptr<ConfigurationSerializer>& ConfigurationFile::defaultSerializer =
+    *new std::shared_ptr<ConfigurationSerializer>(std::make_shared<IniConfigurationSerializer>(u"windows-1252"));
+
+ConfigurationFile::ConfigurationFile(const std::shared_ptr<ConfigurationSerializer>& sharedSerializer)
+    : serializer(sharedSerializer) {}
+
+ConfigurationFile::ConfigurationFile(const File& file, const std::shared_ptr<ConfigurationSerializer>& sharedSerializer)
+    : serializer(sharedSerializer)
+    , path(file) {
+    if (serializer == nullptr)
+        serializer.reset(defaultSerializer->newInstance());
+}
+
+ConfigurationFile::ConfigurationFile(const Configuration& other)
+    : serializer(defaultSerializer) {
+    copy(other);
+}
+
+ConfigurationFile::ConfigurationFile(const ConfigurationFile& other)
+    : Configuration() {
+    if (const auto source = other.getSerializer())
+        serializer.reset(source->newInstance());
+    copy(other);
+}
+
+ConfigurationFile::~ConfigurationFile() = default;
+
+WString ConfigurationFile::toString() const { return u"ConfigurationFile{path='" + getPath().getPath() + u"'}"; }
+
+std::shared_ptr<ConfigurationSerializer> ConfigurationFile::getSerializer() const {
+    const AutoLock<Lock> guard(lock);
+    return serializer;
+}
+
+File ConfigurationFile::getPath() const {
+    const AutoLock<Lock> guard(lock);
+    return path;
+}
+
+WString ConfigurationFile::getLineSeparator() const {
+    const AutoLock<Lock> guard(lock);
+    return serializer == nullptr ? WString() : serializer->getLineSeparator();
+}
+
+void ConfigurationFile::setSerializer(const std::shared_ptr<ConfigurationSerializer>& newSerializer) {
+    const AutoLock<Lock> guard(lock);
+    serializer = newSerializer;
+}
+
+void ConfigurationFile::setPath(const File& newPath) {
+    const AutoLock<Lock> guard(lock);
+    path = newPath;
+}
+
+void ConfigurationFile::setLineSeparator(const WString& separator) {
+    const AutoLock<Lock> guard(lock);
+    if (serializer != nullptr)
+        serializer->setLineSeparator(separator);
+}
+
+void ConfigurationFile::load() {
+    NORQ_LOG_FUNCTION_CALL(u"norq_std::ConfigurationFile::load");
+    const AutoLock<Lock> guard(lock);
+    Configuration::clear();
+    ErrorUtils::isNullEx(serializer, u"norq_std::ConfigurationFile::load", u"serializer");
+    std::shared_ptr<ByteArray> bytes;
+    {
+        const CloseAtEnd closing(lockedFile);
+        lockedFile.open(path, LockedFile::Read, nullptr);
+        bytes = lockedFile.read();
+    }
+    const std::shared_ptr<Configuration> read = serializer->deserialize(*bytes);
+    // A serializer of the user's may keep what it gave; our own does not, so the sections need no copy.
+    const ConfigurationSerializer& used = *serializer;
+    if (typeid(used) == typeid(IniConfigurationSerializer))
+        exchangeSections(*read);
+    else
+        copy(*read);
+}
+
+void ConfigurationFile::save() {
+    NORQ_LOG_FUNCTION_CALL(u"norq_std::ConfigurationFile::save");
+    const AutoLock<Lock> guard(lock);
+    ErrorUtils::isNullEx(serializer, u"norq_std::ConfigurationFile::save", u"serializer");
+    const File parent = path.getParentFile();
+    if (!parent.exists())
+        parent.mkdirs();
+    if (!parent.isDirectory())
+        throw NorqIOException(u"Unable to make necessary directories to save file with path: " +
+                              parent.getAbsolutePath());
+
+    const std::shared_ptr<ByteArray> bytes = serializer->serialize(*this);
+    // Open for appending, the file is locked and created as for writing, and keeps its content.
+    const CloseAtEnd closing(lockedFile);
+    lockedFile.open(path, LockedFile::Append, nullptr);
+    switch (norq_std_internal::platform::replaceFile(path.getCanonicalPath(), bytes->getArray().get(),
+                                                     static_cast<std::size_t>(bytes->getLength()))) {
+    case Replacement::Done:
+        return;
+    case Replacement::Failed:
+        throw NorqIOException(u"Write file failed.", norq_std_internal::platform::lastError());
+    case Replacement::NotPossible:
+        writeInPlace(*bytes);
+    }
+}
+
+void ConfigurationFile::writeInPlace(const ByteArray& bytes) {
+    lockedFile.open(path, LockedFile::Read, nullptr);
+    const std::shared_ptr<ByteArray> old = lockedFile.read();
+    lockedFile.open(path, LockedFile::Overwrite, nullptr);
+    try {
+        lockedFile.write(bytes);
+        lockedFile.flush();
+    } catch (const NorqException&) {
+        try {
+            lockedFile.open(path, LockedFile::Overwrite, nullptr);
+            lockedFile.write(*old);
+        } catch (const NorqException& lost) {
+            lost.logDebug(u"norq_std::ConfigurationFile::save");
+        }
+        throw;
+    }
+}
+
+void ConfigurationFile::copy(const Configuration& other) {
+    SectionList copied;
+    {
+        const AutoLock<Lock> guard(other.lock);
+        copied = other.sections;
+    }
+    const AutoLock<Lock> guard(lock);
+    sections.swap(copied);
+}
+
+} // namespace norq_std
