@@ -1,12 +1,11 @@
 #include "platform/linux/FaultContext.h"
 
-#include "platform/linux/CallSites.h"
+#include "platform/linux/StackWalk.h"
 
 #include <cstdlib>
-#include <dlfcn.h>
+#include <optional>
 #include <pthread.h>
 #include <ucontext.h>
-#include <unwind.h>
 
 #if !defined(__x86_64__)
 #error "Processor faults are translated on x86-64: another processor needs its registers named here"
@@ -43,21 +42,8 @@ constexpr std::uintptr_t LargestFrame = 8 << 20;
 /// How far above the computed low end the kernel may refuse to grow the main thread's stack.
 constexpr std::uintptr_t LowEndSlack = 64 * 1024;
 
-bool lookUp(std::uintptr_t address, dl_find_object& object) {
-    return ::_dl_find_object(reinterpret_cast<void*>(address), &object) ==
-           0; // NOLINT(performance-no-int-to-ptr): a register
-}
-
 bool isInCLibrary(std::uintptr_t address) {
-    dl_find_object object;
-    dl_find_object library;
-    return lookUp(address, object) && lookUp(reinterpret_cast<std::uintptr_t>(&::malloc), library) &&
-           object.dlfo_link_map == library.dlfo_link_map;
-}
-
-bool isInModule(std::uintptr_t address) {
-    dl_find_object object;
-    return lookUp(address, object);
+    return moduleOf(address) == moduleOf(reinterpret_cast<std::uintptr_t>(&::malloc));
 }
 
 /// Whether the instruction is one that only the kernel may execute. The others that end in general protection use an
@@ -176,7 +162,7 @@ std::uintptr_t FaultContext::returnAddress(const StackBounds& stack) const {
 }
 
 bool FaultContext::liesInModule(const StackBounds& stack) const {
-    return isInModule(isJumpIntoVoid() ? returnAddress(stack) - 1 : instruction());
+    return moduleOf(isJumpIntoVoid() ? returnAddress(stack) - 1 : instruction()) != nullptr;
 }
 
 void FaultContext::prepareForUnwinding(const StackBounds& stack) {
@@ -189,98 +175,54 @@ void FaultContext::prepareForUnwinding(const StackBounds& stack) {
     }
 }
 
-namespace {
-
 // An exhausted stack shows first where a frame is being built: at a push, or at the first store into the new frame.
 // The compiler expects no exception there, so a function that has clean-ups or handlers has no entry for the place, and
 // an exception would end the process. Nothing that needs a clean-up exists before the first instruction that has an
 // entry, so up to there the frame can be taken away whole. Behind the first call of a function its frame is known to be
 // accessible down to its end.
-struct CallerSearch {
-    std::uintptr_t instruction;
-    bool atUnbuiltFrame = false;
-    bool found = false;
-    ucontext_t& registers;
-};
-
-_Unwind_Reason_Code visitFrame(_Unwind_Context* frame, void* argument) {
-    CallerSearch& search = *static_cast<CallerSearch*>(argument);
-    int beforeInstruction = 0;
-    const std::uintptr_t place = _Unwind_GetIPInfo(frame, &beforeInstruction);
-    if (!search.atUnbuiltFrame) {
-        if (beforeInstruction == 0 || place != search.instruction)
-            return _URC_NO_REASON;
-        search.atUnbuiltFrame =
-            liesBeforeCallSites(_Unwind_GetLanguageSpecificData(frame), place - _Unwind_GetRegionStart(frame));
-        return search.atUnbuiltFrame ? _URC_NO_REASON : _URC_NORMAL_STOP;
-    }
-
-    struct Saved {
-        int dwarfNumber;
-        int index;
-    };
-    constexpr Saved PreservedByCallee[] = {{3, REG_RBX},  {6, REG_RBP},  {12, REG_R12},
-                                           {13, REG_R13}, {14, REG_R14}, {15, REG_R15}};
-    auto& general = search.registers.uc_mcontext.gregs;
-    for (const Saved& saved : PreservedByCallee)
-        general[saved.index] = static_cast<greg_t>(_Unwind_GetGR(frame, saved.dwarfNumber));
-    general[REG_RSP] = static_cast<greg_t>(_Unwind_GetCFA(frame));
-    general[REG_RIP] = static_cast<greg_t>(place - 1);
-    search.found = true;
-    return _URC_NORMAL_STOP;
-}
-
-} // namespace
-
 void FaultContext::leaveUnbuiltFrame() {
-    // The search reads the registers while it walks, so it changes a copy.
-    ucontext_t changed = registers;
-    CallerSearch search{.instruction = instruction(), .registers = changed};
-    _Unwind_Backtrace(visitFrame, &search);
-    if (search.found)
-        registers.uc_mcontext = changed.uc_mcontext;
+    bool atUnbuiltFrame = false;
+    std::optional<FrameRegisters> caller;
+    walkStack([&](const StackFrame& frame) {
+        if (atUnbuiltFrame) {
+            caller.emplace(frame);
+            return false;
+        }
+        if (!frame.isInterrupted() || frame.instruction() != instruction())
+            return true;
+        CallSites sites = frame.callSites();
+        CallSite first;
+        atUnbuiltFrame = sites.next(first) && frame.offset() < first.begin;
+        return atUnbuiltFrame;
+    });
+    if (caller)
+        caller->assignTo(registers);
 }
 
 bool FaultContext::exhaustsStackInCLibrary(const StackBounds& stack) const {
     return isExhaustedStack(stack) && isInCLibrary(instruction());
 }
 
-namespace {
-
-struct CallerOfCLibrary {
-    std::uintptr_t instruction;
+std::uintptr_t FaultContext::hookReturnFromCLibrary() {
     bool inside = false;
     std::uintptr_t place = 0;
-    std::uintptr_t stackPointer = 0;
-};
-
-_Unwind_Reason_Code visitFrameOfCLibrary(_Unwind_Context* frame, void* argument) {
-    CallerOfCLibrary& search = *static_cast<CallerOfCLibrary*>(argument);
-    const std::uintptr_t place = _Unwind_GetIP(frame);
-    if (!search.inside) {
-        search.inside = place == search.instruction;
-        return _URC_NO_REASON;
-    }
-    if (isInCLibrary(place))
-        return _URC_NO_REASON;
-    search.place = place;
-    search.stackPointer = _Unwind_GetCFA(frame);
-    return _URC_NORMAL_STOP;
-}
-
-} // namespace
-
-std::uintptr_t FaultContext::hookReturnFromCLibrary() {
-    CallerOfCLibrary search{.instruction = instruction()};
-    _Unwind_Backtrace(visitFrameOfCLibrary, &search);
-    if (search.place == 0)
-        return 0;
-    auto* const slot =
-        reinterpret_cast<std::uintptr_t*>(search.stackPointer) - 1; // NOLINT(performance-no-int-to-ptr): a register
-    if (*slot != search.place)
+    std::uintptr_t* slot = nullptr;
+    walkStack([&](const StackFrame& frame) {
+        if (!inside) {
+            inside = frame.isInterrupted() && frame.instruction() == instruction();
+            return true;
+        }
+        if (isInCLibrary(frame.instruction()))
+            return true;
+        place = frame.returnAddress();
+        slot = reinterpret_cast<std::uintptr_t*>(frame.stackPointer()) -
+               1; // NOLINT(performance-no-int-to-ptr): a register
+        return false;
+    });
+    if (slot == nullptr || *slot != place)
         return 0;
     *slot = reinterpret_cast<std::uintptr_t>(&norqstdReturnHook);
-    return search.place;
+    return place;
 }
 
 bool FaultContext::isAtReturnHook() const {

@@ -19,18 +19,16 @@
 #include "platform/ThreadCancellation.h"
 
 #include "platform/CurrentThread.h"
+#include "platform/linux/StackWalk.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <ctime>
-#include <iterator>
 #include <utility>
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <ucontext.h>
-#include <unwind.h>
 
 namespace norq_std_internal::platform {
 
@@ -46,87 +44,6 @@ constexpr int PatientLooks = 250;
 
 struct sigaction previousAction;
 
-/// Reads the table of a function's call sites, as the C++ runtime does when an exception passes.
-class CallSiteTable {
-public:
-    CallSiteTable(const unsigned char* table, std::uintptr_t functionStart)
-        : p(table)
-        , start(functionStart) {}
-
-    /// Looks for an instruction. Encodings that this compiler does not write count as not covered, with clean-ups.
-    void find(std::uintptr_t instruction) {
-        covered = false;
-        cleansUp = true;
-        if (*p++ != Omitted)
-            return;
-        if (*p++ != Omitted)
-            number();
-        encoding = *p++;
-        if (encoding != Uleb128 && encoding != Udata4)
-            return;
-        const std::uintptr_t length = number();
-        const unsigned char* const end = p + length;
-        const std::uintptr_t offset = instruction - start;
-        cleansUp = false;
-        while (p < end) {
-            const std::uintptr_t begin = value();
-            const std::uintptr_t size = value();
-            const bool hasPad = value() != 0;
-            number();
-            cleansUp |= hasPad;
-            if (offset >= begin && offset < begin + size) {
-                covered = true;
-                cleansUpHere = hasPad;
-            }
-        }
-    }
-
-    bool covered = false;      ///< an exception may pass at the instruction
-    bool cleansUp = false;     ///< the function catches or cleans up somewhere
-    bool cleansUpHere = false; ///< and it does so at the instruction
-
-private:
-    static constexpr unsigned char Omitted = 0xFF;
-    static constexpr unsigned char Uleb128 = 0x01;
-    static constexpr unsigned char Udata4 = 0x03;
-
-    std::uintptr_t number() {
-        std::uintptr_t result = 0;
-        for (unsigned shift = 0;; shift += 7) {
-            const unsigned char byte = *p++;
-            result |= static_cast<std::uintptr_t>(byte & 0x7F) << shift;
-            if ((byte & 0x80) == 0)
-                return result;
-        }
-    }
-
-    std::uintptr_t value() {
-        if (encoding == Uleb128)
-            return number();
-        std::uint32_t result = 0;
-        for (unsigned shift = 0; shift < 32; shift += 8)
-            result |= static_cast<std::uint32_t>(*p++) << shift;
-        return result;
-    }
-
-    const unsigned char* p;
-    std::uintptr_t start;
-    unsigned char encoding = 0;
-};
-
-const void* moduleOf(std::uintptr_t address) {
-    dl_find_object object{};
-    return _dl_find_object(reinterpret_cast<void*>(address), &object) == 0 ? object.dlfo_map_start : nullptr;
-}
-
-/// The registers that a function leaves as it found them, in the order of their numbers in unwind tables.
-struct SavedRegister {
-    int number;
-    int slot;
-};
-constexpr SavedRegister SavedRegisters[] = {{3, REG_RBX},  {6, REG_RBP},  {12, REG_R12},
-                                            {13, REG_R13}, {14, REG_R14}, {15, REG_R15}};
-
 /// What a walk over the interrupted stack has found.
 struct Walk {
     const void* const ownModule;     ///< this library
@@ -138,25 +55,30 @@ struct Walk {
     bool cleansUp = false; ///< one of the frames so far does
     bool covered = true;   ///< the latest frame is
 
-    /// The frames that must be left behind, and the stack pointer and saved registers of the first one that need not.
+    /// The frames that must be left behind, and the first one that need not.
     struct Left {
         bool any = false;
         bool oneModule = true;
         bool cleanUp = false;
-        std::uintptr_t stack = 0;
-        std::uintptr_t registers[std::size(SavedRegisters)] = {};
+        FrameRegisters next{};
     };
     Left left{};
 
-    void enterFrame(_Unwind_Context* context, const void* module) {
-        if (!covered) {
-            left.any = true;
-            left.oneModule = oneModule;
-            left.cleanUp = cleansUp;
-            left.stack = _Unwind_GetCFA(context);
-            for (std::size_t i = 0; i < std::size(SavedRegisters); ++i)
-                left.registers[i] = _Unwind_GetGR(context, SavedRegisters[i].number);
-        }
+    /// Whether the walk goes on.
+    bool visit(const StackFrame& frame) {
+        const bool isOfHandler = frames == 0 && !frame.isInterrupted();
+        if (isOfHandler)
+            return true;
+        enter(frame);
+        judge(frame);
+        return true;
+    }
+
+private:
+    void enter(const StackFrame& frame) {
+        const void* const module = moduleOf(frame.instruction());
+        if (!covered)
+            left = {true, oneModule, cleansUp, FrameRegisters(frame)};
         if (++frames == 1)
             innermost = module;
         oneModule &= module == innermost;
@@ -166,27 +88,24 @@ struct Walk {
         else if (candidate != nullptr)
             outermost = std::exchange(candidate, nullptr);
     }
-};
 
-_Unwind_Reason_Code visit(_Unwind_Context* context, void* argument) {
-    Walk& walk = *static_cast<Walk*>(argument);
-    int beforeInstruction = 0;
-    const std::uintptr_t ip = _Unwind_GetIPInfo(context, &beforeInstruction);
-    const std::uintptr_t instruction = beforeInstruction != 0 ? ip : ip - 1;
-    if (walk.frames == 0 && beforeInstruction == 0)
-        return _URC_NO_REASON; // a frame of the handler itself
-    walk.enterFrame(context, moduleOf(instruction));
-    walk.covered = true;
-    if (const auto* table = static_cast<const unsigned char*>(_Unwind_GetLanguageSpecificData(context))) {
-        CallSiteTable sites(table, _Unwind_GetRegionStart(context));
-        sites.find(instruction);
+    void judge(const StackFrame& frame) {
+        CallSites sites = frame.callSites();
+        bool covers = !sites.hasTable();
+        bool coversWithCleanUp = false;
+        bool cleansUpSomewhere = !sites.isReadable();
+        for (CallSite site; sites.next(site);) {
+            cleansUpSomewhere |= site.cleansUp;
+            if (site.covers(frame.offset())) {
+                covers = true;
+                coversWithCleanUp = site.cleansUp;
+            }
+        }
         // Of a call that names no clean-up there is none to do; of any other instruction the compiler need not know.
-        const bool isCall = beforeInstruction == 0;
-        walk.covered = sites.covered && (isCall || sites.cleansUpHere || !sites.cleansUp);
-        walk.cleansUp |= sites.cleansUp;
+        covered = covers && (!frame.isInterrupted() || coversWithCleanUp || !cleansUpSomewhere);
+        cleansUp |= cleansUpSomewhere;
     }
-    return _URC_NO_REASON;
-}
+};
 
 bool isCancelEnabled() {
     int state = 0;
@@ -206,10 +125,9 @@ void endThread() { pthread_exit(PTHREAD_CANCELED); }
 
 /// Lets the thread go on as if the first frame that need not be left behind had called `endThread`.
 void leaveFrames(const Walk& walk, ucontext_t& thread) {
+    walk.left.next.assignTo(thread);
     greg_t* const registers = thread.uc_mcontext.gregs;
-    for (std::size_t i = 0; i < std::size(SavedRegisters); ++i)
-        registers[SavedRegisters[i].slot] = static_cast<greg_t>(walk.left.registers[i]);
-    registers[REG_RSP] = static_cast<greg_t>(walk.left.stack - sizeof(void*)); // where the return address lies
+    registers[REG_RSP] -= static_cast<greg_t>(sizeof(void*)); // where the return address lies
     registers[REG_RIP] = reinterpret_cast<greg_t>(&endThread);
 }
 
@@ -217,8 +135,8 @@ void leaveFrames(const Walk& walk, ucontext_t& thread) {
 void endIfPossible(ucontext_t& thread) {
     if (!isCancelEnabled())
         return;
-    Walk walk{moduleOf(reinterpret_cast<std::uintptr_t>(&visit))};
-    _Unwind_Backtrace(&visit, &walk);
+    Walk walk{moduleOf(reinterpret_cast<std::uintptr_t>(&endIfPossible))};
+    walkStack([&](const StackFrame& frame) { return walk.visit(frame); });
     const bool inOwnCode = walk.innermost == walk.outermost;
     if (walk.frames == 0 || !walk.covered || (!inOwnCode && !isAsynchronous()))
         return;
