@@ -3,12 +3,6 @@
 #include "base/ThreadAnnotations.h"
 #include "concurrency/Waitable.h"
 
-#include <memory>
-
-namespace norq_std_internal {
-struct LockPimpl;
-}
-
 namespace norq_std {
 
 /// A lock that its holder may take again; each `lock` needs its `unlock`.
@@ -31,9 +25,6 @@ public:
     /// Throws `NorqAccessException`, and changes nothing, if the caller does not hold the lock.
     virtual void unlock() NORQ_RELEASE();
     virtual bool tryLock() NORQ_TRY_ACQUIRE(true);
-
-private:
-    std::unique_ptr<norq_std_internal::LockPimpl> lockPimpl;
 };
 
 } // namespace norq_std

@@ -35,6 +35,9 @@ public:
     bool isSignaled() const;
 
 protected:
+    /// Takes over a record that a subclass has extended.
+    explicit Waitable(norq_std_internal::WaitablePimpl& record);
+
     virtual void signal();
 
     bool isAutoReset() const;

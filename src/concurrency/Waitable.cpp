@@ -7,6 +7,9 @@ namespace norq_std {
 Waitable::Waitable(bool autoReset, bool signaled)
     : pimpl(new norq_std_internal::WaitablePimpl(autoReset, signaled)) {}
 
+Waitable::Waitable(norq_std_internal::WaitablePimpl& record)
+    : pimpl(&record) {}
+
 Waitable::~Waitable() { pimpl->destroyAndRelease(); }
 
 WString Waitable::toString() const { return u"Waitable{}"; }

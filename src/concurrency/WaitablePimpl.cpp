@@ -28,7 +28,7 @@ void WaitablePimpl::setSignaled(bool value) {
 }
 
 bool WaitablePimpl::tryConsume() {
-    std::uint32_t seen = word.load(std::memory_order_acquire);
+    std::uint64_t seen = word.load(std::memory_order_acquire);
     while (seen & SIGNALED) {
         if (!isAutoReset())
             return true;
@@ -41,7 +41,7 @@ bool WaitablePimpl::tryConsume() {
 void WaitablePimpl::signal() {
     // Also where the flag is set already it is written again: the thread that uses up the signal must see what this one
     // wrote before it.
-    std::uint32_t seen = word.load(std::memory_order_relaxed);
+    std::uint64_t seen = word.load(std::memory_order_relaxed);
     while (!(seen & LISTED))
         if (word.compare_exchange_weak(seen, seen | SIGNALED, std::memory_order_acq_rel, std::memory_order_relaxed))
             return;
@@ -49,7 +49,7 @@ void WaitablePimpl::signal() {
 }
 
 void WaitablePimpl::signalAndRelease() {
-    std::uint32_t seen = word.load(std::memory_order_relaxed);
+    std::uint64_t seen = word.load(std::memory_order_relaxed);
     while (!(seen & LISTED) && seen >= 2 * OWNER)
         if (word.compare_exchange_weak(seen, (seen | SIGNALED) - OWNER, std::memory_order_acq_rel,
                                        std::memory_order_relaxed))
@@ -94,7 +94,7 @@ void WaitablePimpl::subscribe(Subscription& subscription) {
     const PThreadMutexLock guard(mutex);
     if (subscription.listedOn != nullptr)
         return;
-    std::uint32_t seen = word.load(std::memory_order_acquire);
+    std::uint64_t seen = word.load(std::memory_order_acquire);
     for (;;) {
         if (seen & SIGNALED) {
             if (tryConsume()) {

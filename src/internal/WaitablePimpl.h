@@ -46,23 +46,28 @@ public:
     /// Releases the waiters with DESTROYED and gives up the object's own share.
     void destroyAndRelease();
 
+protected:
+    static constexpr std::uint64_t SIGNALED = 1;
+    static constexpr std::uint64_t LISTED = 2;
+    static constexpr std::uint64_t OWNER = std::uint64_t{1} << 32; ///< what lies between belongs to subclasses
+
+    virtual ~WaitablePimpl() = default;
+
 private:
-    static constexpr std::uint32_t SIGNALED = 1;
-    static constexpr std::uint32_t LISTED = 2;
-    static constexpr std::uint32_t OWNER = 4;
-
-    ~WaitablePimpl() = default;
-
     void signalListed();
     void append(norq_std::Subscription& subscription) NORQ_REQUIRES(mutex);
     void remove(norq_std::Subscription& subscription) NORQ_REQUIRES(mutex);
     void wakeFirst(norq_std::SubscriptionState state) NORQ_REQUIRES(mutex);
 
-    std::atomic<std::uint32_t> word;
-    std::atomic<bool> autoReset;
     PThreadMutex mutex;
     norq_std::Subscription* first NORQ_GUARDED_BY(mutex) = nullptr;
     norq_std::Subscription* last NORQ_GUARDED_BY(mutex) = nullptr;
+
+protected:
+    std::atomic<std::uint64_t> word;
+
+private:
+    std::atomic<bool> autoReset;
 };
 
 } // namespace norq_std_internal

@@ -353,7 +353,7 @@ private:
 /// A lock as its own waitable: nobody may miss a release, and the last holder may destroy it.
 void lockRound(Random& random) {
     auto lock = std::make_unique<Lock>();
-    std::size_t users = pick(random, 2, 4);
+    std::size_t users = pick(random, 2, 8);
     std::uint64_t sum = 0;
     const std::size_t count = pick(random, 1, 200);
     const std::size_t total = users * count;
