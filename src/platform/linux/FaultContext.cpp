@@ -175,11 +175,26 @@ void FaultContext::prepareForUnwinding(const StackBounds& stack) {
     }
 }
 
+namespace {
+
 // An exhausted stack shows first where a frame is being built: at a push, or at the first store into the new frame.
 // The compiler expects no exception there, so a function that has clean-ups or handlers has no entry for the place, and
-// an exception would end the process. Nothing that needs a clean-up exists before the first instruction that has an
-// entry, so up to there the frame can be taken away whole. Behind the first call of a function its frame is known to be
+// an exception would end the process. Nothing that needs a clean-up exists before the first instruction that has one,
+// so up to there the frame can be taken away whole. Behind the first call of a function its frame is known to be
 // accessible down to its end.
+bool isUnbuilt(const StackFrame& frame) {
+    CallSites sites = frame.callSites();
+    for (CallSite site; sites.next(site);) {
+        if (frame.offset() < site.begin)
+            return true;
+        if (site.covers(frame.offset()) || site.cleansUp)
+            return false;
+    }
+    return false;
+}
+
+} // namespace
+
 void FaultContext::leaveUnbuiltFrame() {
     bool atUnbuiltFrame = false;
     std::optional<FrameRegisters> caller;
@@ -190,9 +205,7 @@ void FaultContext::leaveUnbuiltFrame() {
         }
         if (!frame.isInterrupted() || frame.instruction() != instruction())
             return true;
-        CallSites sites = frame.callSites();
-        CallSite first;
-        atUnbuiltFrame = sites.next(first) && frame.offset() < first.begin;
+        atUnbuiltFrame = isUnbuilt(frame);
         return atUnbuiltFrame;
     });
     if (caller)
