@@ -19,7 +19,10 @@ using norq_std::WString;
 
 namespace {
 
+__extension__ using Wide = unsigned __int128;
+
 constexpr int precision = 17;
+constexpr std::ptrdiff_t mostDigits = 19;                      ///< that always fit 64 bits
 constexpr std::uint64_t seventeenDigits = 100000000000000000U; // 10^17, the first number with one digit more
 
 constexpr std::uint64_t powersOfTen[] = {
@@ -59,7 +62,6 @@ struct Decimal {
 /// The 17 digits of a number from 0.001 up to 2^53 that is no integer, rounded half to even as printf rounds. The
 /// number times a power of ten fits 128 bits, so that the remainder which decides the rounding is exact.
 Decimal seventeenDigitsOf(double number) {
-    __extension__ using Wide = unsigned __int128;
     const std::uint64_t bits = std::bit_cast<std::uint64_t>(number);
     const int binaryExponent = static_cast<int>(bits >> 52 & 0x7FF) - 1075;
     const std::uint64_t mantissa = (bits & ((std::uint64_t{1} << 52) - 1)) | std::uint64_t{1} << 52;
@@ -99,6 +101,39 @@ char* writeFixed(char* to, Decimal decimal) {
     return to;
 }
 
+/// Four units as a number; false, with nothing changed, if one of them is no digit.
+bool readFourDigits(const WChar* text, std::uint64_t& digits) {
+    static_assert(std::endian::native == std::endian::little, "the first unit is the lowest lane");
+    std::uint64_t lanes;
+    std::memcpy(&lanes, text, sizeof lanes);
+    lanes -= 0x0030'0030'0030'0030; // what is below a digit becomes large
+    if (((lanes | (lanes + 0x7FF6'7FF6'7FF6'7FF6)) & 0x8000'8000'8000'8000) != 0)
+        return false;
+    // The highest lane of the product is the sum of the lanes times 1000, 100, 10 and 1.
+    digits = digits * 10000 + ((lanes * 0x03E8'0064'000A'0001) >> 48);
+    return true;
+}
+
+const WChar* readDigits(const WChar* text, const WChar* end, std::uint64_t& digits) {
+    while (end - text >= 4 && readFourDigits(text, digits))
+        text += 4;
+    for (; text != end && *text >= u'0' && *text <= u'9'; ++text)
+        digits = digits * 10 + (*text - u'0');
+    return text;
+}
+
+/// The double nearest to a quotient that is neither too large nor too small for one.
+double divide(std::uint64_t dividend, std::uint64_t divisor) {
+    const int dividendShift = std::countl_zero(dividend);
+    const int divisorShift = std::countl_zero(divisor);
+    const Wide scaled = static_cast<Wide>(dividend << dividendShift) << 63;
+    const std::uint64_t unit = divisor << divisorShift;
+    std::uint64_t quotient = static_cast<std::uint64_t>(scaled / unit); // of 63 or 64 bits
+    if (static_cast<Wide>(quotient) * unit != scaled)
+        quotient |= 1; // so that the conversion, which drops ten bits at least, takes no remainder for a tie
+    return std::ldexp(static_cast<double>(quotient), divisorShift - dividendShift - 63);
+}
+
 } // namespace
 
 std::size_t writeJsonNumber(double number, char (&text)[jsonNumberSize]) {
@@ -129,23 +164,23 @@ const WChar* readShortJsonNumber(const WChar* p, const WChar* end, double& numbe
     p += negative ? 1 : 0;
     std::uint64_t digits = 0;
     const WChar* first = p;
-    for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
-        digits = digits * 10 + (*p - u'0');
+    p = readDigits(p, end, digits);
     std::ptrdiff_t count = p - first;
     std::ptrdiff_t decimals = 0;
     if (p != end && *p == u'.') {
         first = ++p;
-        for (; p != end && *p >= u'0' && *p <= u'9'; ++p)
-            digits = digits * 10 + (*p - u'0');
+        p = readDigits(p, end, digits);
         decimals = p - first;
         count += decimals;
     }
-    // Both operands are exact, so that the one rounding of the division makes the nearest double.
-    if (count == 0 || count > 19 || digits > std::uint64_t{1} << 53)
+    if (count == 0 || count > mostDigits)
         return nullptr;
-    number = static_cast<double>(digits);
-    if (decimals != 0)
-        number /= exactPowers[decimals];
+    if (decimals == 0)
+        number = static_cast<double>(digits);
+    else if (digits <= std::uint64_t{1} << 53) // both operands are exact, and the division rounds once
+        number = static_cast<double>(digits) / exactPowers[decimals];
+    else
+        number = divide(digits, powersOfTen[decimals]);
     if (negative)
         number = -number;
     return p;

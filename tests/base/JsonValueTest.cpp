@@ -10,6 +10,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <random>
 
@@ -90,6 +91,24 @@ TEST(JsonNumber, WritesWhatPrintfWritesWithSeventeenDigits) {
             continue;
         ASSERT_EQ(JsonNumber::toString(number), printed(number));
         ASSERT_EQ(JsonNumber::fromString(printed(number)), number);
+    }
+}
+
+TEST(JsonNumber, ReadsTheNearestDoubleOfUpToTwentyDigits) {
+    const auto read = [](const std::string& text) {
+        return JsonNumber::fromString(WString(text.begin(), text.end())) - std::strtod(text.c_str(), nullptr);
+    };
+    // Exact ties, to the even neighbour below and above, and just beside them.
+    for (const char* text :
+         {"9007199254740993", "9007199254740995", "9007199254740992.5", "4503599627370496.5", "4503599627370497.5",
+          "450359962737049.65625", "18014398509481990.01", "9999999999999999999", "18446744073709551615",
+          "0.9007199254740993", "1.000000000000000111"})
+        EXPECT_EQ(read(text), 0) << text;
+    std::mt19937_64 random(21);
+    for (int i = 0; i < 100000; ++i) {
+        std::string text = std::to_string(random() >> (random() % 20));
+        text.insert(random() % text.size(), ".");
+        ASSERT_EQ(read(text), 0) << text;
     }
 }
 
