@@ -6,13 +6,16 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 namespace norq_std {
 
+class ByteArray;
+class ByteBuffer;
 class Lock;
 
-/// Text to and from narrow encodings: UTF-8, code pages, Base64; and the code pages of languages.
+/// Text to and from narrow encodings: UTF-8, code pages, Base64; bytes as text; and the code pages of languages.
 ///
 /// Nothing here throws for what a text holds. Every operation may be called from any thread.
 class NORQSTD_EXPORT EncodingUtils {
@@ -45,6 +48,31 @@ public:
 
     /// The Windows code page of a language by its English name, compared exactly; 0 for any other name.
     static std::uint32_t languageToCodePage(const WString& language);
+
+    /// Two upper-case hexadecimal digits a byte, "01ABFF"; or decimal numbers joined by "-", "1-171-255". Of a buffer
+    /// what lies between position and limit; its mark is then its position, which stays.
+    static WString toHexString(const ByteArray& bytes);
+    static WString toHexString(ByteBuffer& buffer);
+    static WString toDelimString(const ByteArray& bytes);
+    static WString toDelimString(ByteBuffer& buffer);
+
+    /// The bytes that hexadecimal text stands for. No text of even length is refused: what is no upper-case digit
+    /// counts as 0. A text of odd length gives no bytes. A buffer is ready to read.
+    static std::shared_ptr<ByteArray> hexStringToByteArray(const WString& text);
+    static std::shared_ptr<ByteArray> hexStringToByteArray(const std::string& text);
+    static std::shared_ptr<ByteBuffer> hexStringToByteBuffer(const WString& text);
+    static std::shared_ptr<ByteBuffer> hexStringToByteBuffer(const std::string& text);
+
+    /// The low 8 bits of each number of a delimited text; delimiters without a number before them count nothing. A text
+    /// with anything but digits and "-" gives an empty array or a null buffer, and a line of debug log.
+    static std::shared_ptr<ByteArray> delimStringToByteArray(const WString& text);
+    static std::shared_ptr<ByteArray> delimStringToByteArray(const std::string& text);
+    static std::shared_ptr<ByteBuffer> delimStringToByteBuffer(const WString& text);
+    static std::shared_ptr<ByteBuffer> delimStringToByteBuffer(const std::string& text);
+
+    /// The delimited form if the encoding is exactly "DelimiteredEncoding", else hexadecimal.
+    static WString encodeString(const ByteArray& bytes, const WString& encoding);
+    static std::shared_ptr<ByteArray> decodeString(const WString& text, const WString& encoding);
 
 private:
     using LanguageMap = std::map<WString, std::uint32_t>;

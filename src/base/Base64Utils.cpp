@@ -3,6 +3,7 @@
 #include "base/ErrorUtils.h"
 #include "base/LogMacros.h"
 #include "exception/NorqException.h"
+#include "internal/ByteText.h"
 
 #include <algorithm>
 #include <array>
@@ -33,8 +34,6 @@ const char* skipSpace(const char* text) {
     return text;
 }
 
-const unsigned char* bytesOf(const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); }
-
 /// What a decoder has read of the group of four: `state` characters, of which `rest` bits belong to the next byte.
 struct Group {
     int state = 0;
@@ -56,14 +55,27 @@ const WChar* checkPadding(const char* padding, int state) {
     return *rest == '\0' ? nullptr : u"Extra characters after padding.";
 }
 
-bool isFailure(std::int64_t length, const WChar* function) {
-    try {
-        ErrorUtils::isBelowMinEx(length, 0, function, u"Converted string length");
-        return false;
-    } catch (const NorqIllegalArgumentException&) { // traced by the check
-        return true;
+/// Where a decoder stands.
+struct Progress {
+    const char* at;
+    const char* end;
+    unsigned char* target; ///< null to check alone
+    std::size_t room;
+    std::size_t written = 0;
+
+    /// Whole groups, as far as they reach.
+    void takeGroups() {
+        if (target == nullptr) {
+            const char* const behind = norq_std_internal::skipBase64(at, end);
+            written += static_cast<std::size_t>(behind - at) / 4 * 3;
+            at = behind;
+        } else {
+            unsigned char* to = target + written;
+            norq_std_internal::decodeBase64({at, end}, {to, target + room});
+            written = static_cast<std::size_t>(to - target);
+        }
     }
-}
+};
 
 } // namespace
 
@@ -77,14 +89,12 @@ std::uint32_t Base64Utils::getBase64StringLength(const std::string& text) {
     return static_cast<std::uint32_t>(text.size() / 3 * 4 + 5);
 }
 
-bool Base64Utils::isBase64String(const std::string& text) {
-    return internalBase64ToMbcs(text.c_str(), nullptr, 0) >= 0;
-}
+bool Base64Utils::isBase64String(const std::string& text) { return internalBase64ToMbcs(text, nullptr, 0) >= 0; }
 
 std::string Base64Utils::base64ToMbcs(const std::string& base64) {
     std::string decoded(base64.size() + 1, '\0');
     const std::int64_t length =
-        internalBase64ToMbcs(base64.c_str(), reinterpret_cast<unsigned char*>(decoded.data()), base64.size());
+        internalBase64ToMbcs(base64, reinterpret_cast<unsigned char*>(decoded.data()), base64.size());
     if (isFailure(length, u"norq_std::Base64Utils::base64ToMbcs"))
         return {};
     decoded.resize(std::min(decoded.find('\0'), static_cast<std::size_t>(length)));
@@ -92,21 +102,24 @@ std::string Base64Utils::base64ToMbcs(const std::string& base64) {
 }
 
 std::string Base64Utils::mbcsToBase64(const std::string& text) {
-    std::string encoded(getBase64StringLength(text), '\0');
-    const std::int64_t length = internalMbcsToBase64(bytesOf(text), text.size(), encoded.data(), encoded.size());
-    encoded.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-    return encoded;
+    return encode(reinterpret_cast<const unsigned char*>(text.data()), text.size());
 }
 
-std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* target, std::size_t targetSize) {
+std::int64_t Base64Utils::internalBase64ToMbcs(const std::string& text, unsigned char* target, std::size_t targetSize) {
+    Progress progress{text.data(), text.data() + text.size(), target, targetSize};
     Group group;
-    std::size_t written = 0;
-    for (; *text != '\0' && *text != PADDING; ++text) {
-        if (isAsciiSpace(*text))
+    for (;; ++progress.at) {
+        if (group.state == 0)
+            progress.takeGroups();
+        const char character = *progress.at;
+        if (character == '\0' || character == PADDING)
+            break;
+        if (isAsciiSpace(character))
             continue;
-        const std::int8_t sextet = SEXTETS[static_cast<unsigned char>(*text)];
+        const std::int8_t sextet = SEXTETS[static_cast<unsigned char>(character)];
         if (sextet == NO_SEXTET) {
-            NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"<%C> is not a Base64 character.", *text);
+            NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"<%C> is not a Base64 character.",
+                     character);
             return FAILED;
         }
         group.bits = group.bits << 6 | static_cast<std::uint32_t>(sextet);
@@ -114,53 +127,65 @@ std::int64_t Base64Utils::internalBase64ToMbcs(const char* text, unsigned char* 
         if (group.state == 1)
             continue;
         if (target != nullptr) {
-            if (written == targetSize) {
+            if (progress.written == targetSize) {
                 NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs",
                          u"Insufficient space to hold MBCS string.");
                 return FAILED;
             }
-            target[written] = static_cast<unsigned char>(group.bits >> Group::REST_BITS[group.state]);
+            target[progress.written] = static_cast<unsigned char>(group.bits >> Group::REST_BITS[group.state]);
         }
-        ++written;
+        ++progress.written;
     }
-    if (*text == '\0') {
+    if (*progress.at == '\0') {
         if (group.state == 0)
-            return static_cast<std::int64_t>(written);
+            return static_cast<std::int64_t>(progress.written);
         NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"Partial bytes after string.");
         return FAILED;
     }
     if (group.state < 2)
         return FAILED;
-    const WChar* fault = checkPadding(text, group.state);
+    const WChar* fault = checkPadding(progress.at, group.state);
     if (fault == nullptr && target != nullptr && group.unusedBits() != 0)
         fault = u"Invalid characters after padding.";
     if (fault != nullptr)
         NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalBase64ToMbcs", u"%ls", fault);
-    return fault != nullptr ? FAILED : static_cast<std::int64_t>(written);
+    return fault != nullptr ? FAILED : static_cast<std::int64_t>(progress.written);
 }
 
 std::int64_t Base64Utils::internalMbcsToBase64(const unsigned char* source, std::size_t sourceLength, char* target,
                                                std::size_t targetSize) {
-    std::size_t written = 0;
-    for (std::size_t i = 0; i < sourceLength; i += 3) {
-        if (targetSize < written + 5) {
-            NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalMbcsToBase64",
-                     u"Insufficient space to hold Base64 string.");
-            return FAILED;
-        }
-        const std::size_t bytes = std::min<std::size_t>(3, sourceLength - i);
-        std::uint32_t bits = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            bits = bits << 8 | (k < bytes ? source[i + k] : 0U);
-        for (std::size_t k = 0; k < 4; ++k)
-            target[written++] = k <= bytes ? ALPHABET[bits >> (18 - 6 * k) & 0x3F] : PADDING;
-    }
-    if (written >= targetSize) {
+    const std::size_t groups = sourceLength / 3;
+    const std::size_t rest = sourceLength % 3;
+    const std::size_t written = (groups + (rest != 0 ? 1 : 0)) * 4;
+    if (targetSize <= written) {
         NORQ_LOG(DEBUG, u"norq_std::Base64Utils::internalMbcsToBase64", u"Insufficient space to hold Base64 string.");
         return FAILED;
     }
+    norq_std_internal::encodeBase64(source, groups, target);
+    if (rest != 0) {
+        const unsigned char last[3] = {source[groups * 3],
+                                       rest == 2 ? source[groups * 3 + 1] : static_cast<unsigned char>(0), 0};
+        norq_std_internal::encodeBase64(last, 1, target + groups * 4);
+        std::fill(target + groups * 4 + rest + 1, target + written, PADDING);
+    }
     target[written] = '\0';
     return static_cast<std::int64_t>(written);
+}
+
+std::string Base64Utils::encode(const unsigned char* bytes, std::size_t length) {
+    std::string encoded(length / 3 * 4 + 5, '\0');
+    const std::int64_t written = internalMbcsToBase64(bytes, length, encoded.data(), encoded.size());
+    encoded.resize(written < 0 ? 0 : static_cast<std::size_t>(written));
+    return encoded;
+}
+
+bool Base64Utils::isFailure(std::int64_t length, const WChar* function) {
+    try {
+        ErrorUtils::isBelowMinEx(length, 0, function, u"Converted string length");
+        return false;
+    } catch (const NorqIllegalArgumentException&) { // traced by the check
+        return true;
+    }
 }
 
 } // namespace norq_std

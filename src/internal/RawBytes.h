@@ -24,6 +24,9 @@ public:
         if (length < array.length)
             array = norq_std::ByteArray(array.data.get(), length);
     }
+
+    /// The same where little is lost by keeping the memory.
+    static void cut(norq_std::ByteArray& array, std::int32_t length) { array.length = length; }
 };
 
 } // namespace norq_std_internal
