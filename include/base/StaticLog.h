@@ -14,14 +14,32 @@ class LogRoad;
 
 namespace norq_std {
 
+class ConfigurationListener;
 class ILogAppender;
 
 /// The process-wide log, as every layer of the library may call it.
 ///
-/// Until a configured road is registered, a line goes to the debugger channel and, on request, to standard output, and
-/// DEBUG and above count as enabled. No operation throws, and any thread may call any of them.
+/// Until `initInstance`, or without a configured appender, a line goes to the debugger channel and, on request, to
+/// standard output, and DEBUG and above count as enabled. Then lines go to the appenders of the configuration file,
+/// whose changes are followed (docs/logging.md). No operation but `getConfigPath` throws, and any thread may call any
+/// of them.
 class NORQSTD_EXPORT StaticLog {
 public:
+    StaticLog() = delete;
+
+    /// Starts the log of the process from <moduleName>.cfg in the configuration folder, which `Paths` has under "System
+    /// Config Path Key", else in ../config. A second call does nothing. Whatever is wrong with the file leaves less
+    /// logging, and a line on the debugger channel.
+    static void initInstance(const WString& moduleName);
+    /// The name given to `initInstance`, empty before.
+    static WString getModuleName();
+    /// The path of the configuration file. Throws `NorqIllegalStateException` before `initInstance`.
+    static WString getConfigPath();
+
+    /// Add or remove a listener of the configuration file; without a configured log they do nothing.
+    static void addConfigurationListener(const std::shared_ptr<ConfigurationListener>& listener);
+    static void removeConfigurationListener(const std::shared_ptr<ConfigurationListener>& listener);
+
     /// Whether callers log at this priority. Two relaxed loads and a comparison: no lock, no call.
     static bool isThresholdOn(LogEventPriority priority) {
         return priority >=

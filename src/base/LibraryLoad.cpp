@@ -8,11 +8,13 @@ using norq_std::SingletonManager;
 
 void LibraryLoad::attach() {
     SingletonManager::initLocks();
-    registerLogClasses();
+    initLogLocks();
     registerSystemClasses();
+    registerLogClasses();
 }
 
 void LibraryLoad::detach() {
+    destroyLog();
     SingletonManager::destroyLocks();
     SingletonManager::destroyInstance();
 }

@@ -15,9 +15,12 @@ public:
 // Classes that are made by name register themselves through these, which stand in the folders of the classes, so that
 // the base knows nothing of them.
 
-/// DebugFileFilter, LogFileFilter, NorqLogLayout and the appenders, in the order of their names in the registry's
-/// table.
+/// Makes the lock of the configured log.
+void initLogLocks();
+/// Filters, layouts and appenders.
 void registerLogClasses();
+/// Takes the configured log away; its appenders stay.
+void destroyLog();
 /// Paths.
 void registerSystemClasses();
 

@@ -13,6 +13,13 @@ void LogRoad::install(LogRoad* next) { road.store(next, std::memory_order_releas
 
 LogRoad* LogRoad::installed() { return road.load(std::memory_order_acquire); }
 
+void LogRoad::whileHeld(const std::function<void()>& body) {
+    if (LogRoad* const current = installed())
+        current->runHeld(body);
+    else
+        body();
+}
+
 void LogRoad::setInitialized(bool on) { norq_std::StaticLog::initialized.store(on, std::memory_order_release); }
 
 void LogRoad::setThreshold(norq_std::LogEventPriority threshold) {

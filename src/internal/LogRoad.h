@@ -2,6 +2,8 @@
 
 #include "base/StaticLog.h"
 
+#include <functional>
+
 namespace norq_std_internal {
 
 /// The configured road behind `StaticLog`, hung in from above so that the base never includes the pipeline.
@@ -17,6 +19,11 @@ public:
     virtual void addAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
     virtual void removeAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
 
+    /// Runs the body with the road's locks held, as a line of the log is written; without a road as it is. What is
+    /// changed on the way of a line from another road than the line's is changed in here, so that the locks are taken
+    /// in one order.
+    static void whileHeld(const std::function<void()>& body);
+
     /// Registers the road; null takes it back.
     static void install(LogRoad* road);
     static LogRoad* installed();
@@ -24,6 +31,8 @@ public:
     static void setThreshold(norq_std::LogEventPriority threshold);
 
 protected:
+    virtual void runHeld(const std::function<void()>& body) = 0;
+
     LogRoad() = default;
     LogRoad(const LogRoad&) = delete;
     LogRoad& operator=(const LogRoad&) = delete;

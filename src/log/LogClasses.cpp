@@ -1,9 +1,12 @@
 #include "internal/LibraryLoad.h"
 
+#include "log/CompressedRollingFileAppender.h"
 #include "log/DebugFileFilter.h"
 #include "log/LogFileFilter.h"
 #include "log/NorqLogLayout.h"
 #include "log/OutputDebugAppender.h"
+#include "log/RollingFileAppender.h"
+#include "log/StaticLogInstance.h"
 
 namespace norq_std_internal {
 
@@ -11,7 +14,13 @@ void registerLogClasses() {
     norq_std::DebugFileFilter::registerClass();
     norq_std::LogFileFilter::registerClass();
     norq_std::NorqLogLayout::registerClass();
+    norq_std::RollingFileAppender::registerClass();
+    norq_std::CompressedRollingFileAppender::registerClass();
     norq_std::OutputDebugAppender::registerClass();
 }
+
+void initLogLocks() { norq_std::StaticLogInstance::initLocks(); }
+
+void destroyLog() { norq_std::StaticLogInstance::destroyInstance(); }
 
 } // namespace norq_std_internal

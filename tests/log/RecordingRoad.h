@@ -37,6 +37,8 @@ public:
         std::erase(appenders, appender);
     }
 
+    void runHeld(const std::function<void()>& body) override { body(); }
+
     std::vector<norq_std::LogEvent> events;
     std::vector<std::shared_ptr<norq_std::ILogAppender>> appenders;
 };
