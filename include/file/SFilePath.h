@@ -48,12 +48,11 @@ public:
     SFilePath& operator+=(const Other& other) {
         return Append(other);
     }
-    template <class Other>
-    SFilePath operator+(const Other& other) const {
-        SFilePath path(*this);
-        path.Append(other);
-        return path;
-    }
+    SFilePath operator+(const SFilePath& other) const { return joined(other); }
+    SFilePath operator+(const WString& other) const { return joined(other); }
+    SFilePath operator+(WString&& other) const { return joined(other); }
+    SFilePath operator+(const WChar* other) const { return joined(other); }
+    SFilePath operator+(const char* other) const { return joined(other); }
 
     /// The text before the last separator, "." if there is none.
     SDirPath Dirname() const;
@@ -69,6 +68,13 @@ public:
     static SWString getDirectory(const WString& path);
 
 private:
+    template <class Other>
+    SFilePath joined(const Other& other) const {
+        SFilePath path(*this);
+        path.Append(other);
+        return path;
+    }
+
     WChar separator;
 };
 

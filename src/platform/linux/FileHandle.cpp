@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -170,6 +171,11 @@ bool FileHandle::seekToEnd() { return ::lseek(descriptor, 0, SEEK_END) >= 0 || s
 bool FileHandle::setSize(std::uint64_t bytes) { return succeeded(::ftruncate(descriptor, static_cast<off_t>(bytes))); }
 
 bool FileHandle::reserve(std::uint64_t bytes) {
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) { // which room beyond the end is not held to
+        setLastError(FileTooLarge);
+        return false;
+    }
     return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)) == 0 ||
            (errno != ENOSPC && errno != EDQUOT && errno != EFBIG) || succeeded(-1);
 }
