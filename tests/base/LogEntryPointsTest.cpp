@@ -134,7 +134,7 @@ public:
     }
     void addAppender(const std::shared_ptr<ILogAppender>&) override { ++appenders; }
     void removeAppender(const std::shared_ptr<ILogAppender>&) override { --appenders; }
-    void runHeld(const std::function<void()>    void removeAppender(const std::shared_ptr<ILogAppender>&) override { --appenders; } body) override { body(); }
+    void runHeld(const std::function<void()>& body) override { body(); }
 
     int lines = 0;
     int appenders = 0;
