@@ -28,14 +28,14 @@ class NORQSTD_EXPORT Event final : public WaitObject {
 public:
     enum class Reset : std::uint8_t { Auto, Manual };
 
-    /// Not signalled. Where the system has no room for it, `valid` is false, the last error says why, and no other
-    /// operation may be called.
+    /// Not signalled. Where the system has no room for it, `valid` is false, the last error says why, and nobody may
+    /// wait for it.
     explicit Event(Reset reset);
     ~Event() override;
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
 
-    bool valid() const noexcept { return waitSource != nullptr; }
+    bool valid() const noexcept { return wakes; }
 
     /// What the caller did before happens before the return of a wait that takes the signal.
     void set() noexcept;
@@ -48,6 +48,7 @@ private:
     const bool autoReset;
     std::mutex mutex; // guards the flag, and that the kernel's side is the same
     bool signalled = false;
+    bool wakes = false;
     std::unique_ptr<WaitSource> waitSource;
 };
 

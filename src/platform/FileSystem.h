@@ -28,8 +28,9 @@ struct FileStatus {
     enum class Kind : std::uint8_t { File, Directory, Link, Other };
 
     Kind kind = Kind::Other;
-    bool hidden = false;   ///< the name begins with a dot
-    bool readOnly = false; ///< nobody has permission to write
+    bool hidden = false;     ///< the name begins with a dot
+    bool readOnly = false;   ///< nobody has permission to write
+    bool compressed = false; ///< by the file system
     std::uint32_t mode = 0;
     std::uint64_t size = 0;            ///< in bytes; 0 for what is not a file
     std::int64_t modificationTime = 0; ///< in nanoseconds since 1970 began

@@ -102,10 +102,10 @@ WaitObject::~WaitObject() = default;
 Event::Event(Reset reset)
     : autoReset(reset == Reset::Auto) {
     Descriptor descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (descriptor.get() < 0)
+    if (!descriptor.valid())
         setLastErrorFromNative();
-    else
-        waitSource = std::make_unique<EventSource>(std::move(descriptor));
+    wakes = descriptor.valid();
+    waitSource = std::make_unique<EventSource>(std::move(descriptor));
 }
 
 Event::~Event() = default;

@@ -68,6 +68,7 @@ bool readStatus(std::u16string_view path, int flags, FileStatus& status) {
                     native.compare(name, std::string::npos, "..") != 0;
     status.mode = found.stx_mode;
     status.readOnly = (found.stx_mode & 0222) == 0;
+    status.compressed = (found.stx_attributes & STATX_ATTR_COMPRESSED) != 0;
     status.size = status.kind == FileStatus::Kind::File ? found.stx_size : 0;
     status.modificationTime = nanoseconds(found.stx_mtime);
     status.statusChangeTime = nanoseconds(found.stx_ctime);
