@@ -6,6 +6,10 @@
 
 #include <memory>
 
+namespace norq_std_internal {
+class FinishedFile;
+}
+
 namespace norq_std {
 
 /// Compresses the files of a queue, one after the other, whenever its event is signaled. It takes no log lock.
@@ -33,7 +37,7 @@ private:
 
         void run();
         void compressAll();
-        void moveAndCompressFile(const WString& path);
+        void moveAndCompressFile(const norq_std_internal::FinishedFile& path);
         bool compressFile(const WString& source, const WString& target);
         bool isStopped();
 

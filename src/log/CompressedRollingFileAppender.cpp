@@ -4,6 +4,7 @@
 #include "base/LogMacros.h"
 #include "exception/NorqException.h"
 #include "file/File.h"
+#include "internal/FinishedFile.h"
 #include "log/CompressedRollingFileAppenderThread.h"
 #include "log/NorqLoggerSTD.h"
 
@@ -40,7 +41,7 @@ void CompressedRollingFileAppender::onCloseNotify(const File& file) {
         return;
     try {
         startThreadIfNeeded();
-        if (!queue->offer(std::make_shared<WString>(file.getCanonicalPath())))
+        if (!queue->offer(std::make_shared<norq_std_internal::FinishedFile>(file.getCanonicalPath())))
             NORQ_LOG(DEBUG, function, u"Error. Could not add file to compression queue.");
     } catch (const NorqException& e) {
         NORQ_LOG(DEBUG, function, u"Error adding file to queue for compression. Error: %ls.", e.getMessage());

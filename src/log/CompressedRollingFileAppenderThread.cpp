@@ -5,8 +5,8 @@
 #include "exception/NorqException.h"
 #include "file/CompressedFile.h"
 #include "file/File.h"
-#include "file/FileUtils.h"
 #include "file/SmartFileHandle.h"
+#include "internal/FinishedFile.h"
 #include "log/NorqLoggerSTD.h"
 #include "stream/ByteArray.h"
 
@@ -15,6 +15,8 @@
 #include <cxxabi.h>
 
 namespace norq_std {
+
+using norq_std_internal::FinishedFile;
 
 namespace {
 
@@ -62,7 +64,7 @@ void CompressedRollingFileAppenderThread::Work::run() {
 void CompressedRollingFileAppenderThread::Work::compressAll() {
     while (queue->size() > 0 && !isStopped())
         if (const std::shared_ptr<WString> path = queue->poll(); path && !path->empty())
-            moveAndCompressFile(*path);
+            moveAndCompressFile(static_cast<const FinishedFile&>(*path)); // the appender puts in no others
 }
 
 bool CompressedRollingFileAppenderThread::Work::isStopped() {
@@ -71,9 +73,9 @@ bool CompressedRollingFileAppenderThread::Work::isStopped() {
     return stopped;
 }
 
-void CompressedRollingFileAppenderThread::Work::moveAndCompressFile(const WString& path) {
+void CompressedRollingFileAppenderThread::Work::moveAndCompressFile(const FinishedFile& path) {
     try {
-        if (!FileUtils::isFileExist(path)) {
+        if (!path.isAt(path)) {
             NORQ_LOG(DEBUG, MOVE, u"Filename not valid, skipping compression.");
             return;
         }
@@ -85,12 +87,16 @@ void CompressedRollingFileAppenderThread::Work::moveAndCompressFile(const WStrin
             NORQ_LOG(DEBUG, MOVE, u"Error renaming file to temp file.");
             return;
         }
+        if (!path.isAt(temp.getPath())) { // replaced at the last moment: give it back to the ring, which writes it
+            temp.renameTo(File(path));
+            return;
+        }
         if (compressFile(temp.getPath(), gz.getPath()))
             temp.remove();
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) { // this file stays as it is, the next may do better
-        NORQ_LOG(DEBUG, MOVE, u"Unable to compress <%ls>.", path);
+        NORQ_LOG(DEBUG, MOVE, u"Unable to compress <%ls>.", path.c_str());
     }
 }
 
