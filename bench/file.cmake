@@ -1,0 +1,1 @@
+target_link_libraries(norqstd-bench-file PRIVATE ZLIB::ZLIB)
