@@ -1,6 +1,7 @@
 #include "log/StaticLogInstance.h"
 
 #include "base/LogMacros.h"
+#include "base/ThreadAnnotations.h"
 #include "concurrency/AutoLock.h"
 #include "exception/NorqException.h"
 #include "internal/LogRoad.h"
@@ -141,7 +142,8 @@ StaticLogPtr& StaticLogPtr::operator=(StaticLogPtr&& source) {
     return *this;
 }
 
-void StaticLogPtr::reset(StaticLogInstance* log) {
+// The locks are held from one call to the next.
+void StaticLogPtr::reset(StaticLogInstance* log) NORQ_NO_THREAD_SAFETY_ANALYSIS {
     Lock& pointerLock = *StaticLogInstance::singletonLock.load(std::memory_order_acquire);
     if (held != nullptr) {
         held->lock.unlock();
