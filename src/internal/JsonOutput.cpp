@@ -32,6 +32,18 @@ norq_std::WChar* escape(norq_std::WChar* to, const norq_std::WChar* text, const 
     return to;
 }
 
+/// The same of a whole string. What has less than a block, as most keys have, is read with what its buffer holds behind
+/// it, which does not count.
+norq_std::WChar* escape(norq_std::WChar* to, const norq_std::WString& text) {
+    const auto count = static_cast<std::ptrdiff_t>(text.size());
+    if (count < unitLaneCount && text.capacity() + 1 >= static_cast<std::size_t>(unitLaneCount)) {
+        std::memcpy(to, text.data(), sizeof(UnitLanes));
+        if (countUnitsBeforeHit(to, IsEscapable()) >= count)
+            return to + count;
+    }
+    return escape(to, text.data(), text.data() + count);
+}
+
 } // namespace
 
 void JsonOutput::reserveEscaped(std::size_t count) {
@@ -49,7 +61,7 @@ void JsonOutput::appendString(const norq_std::WString& text) {
     reserveEscaped(text.size());
     WChar* to = units + used;
     *to++ = u'"';
-    to = escape(to, text.data(), text.data() + text.size());
+    to = escape(to, text);
     *to++ = u'"';
     used = static_cast<std::size_t>(to - units);
 }

@@ -46,6 +46,18 @@ TEST(JsonString, EscapesEightUnitsAndNoOthers) {
     EXPECT_EQ(JsonString::escape(WString(5000, u'/')).size(), 10000U);
 }
 
+TEST(JsonString, EscapesAtEveryPlaceOfEveryShortLength) {
+    for (std::size_t length = 1; length <= 20; ++length)
+        for (std::size_t place = 0; place < length; ++place) {
+            WString text(length, u'x');
+            text[place] = u'"';
+            JsonObject object;
+            object.putString(text, text);
+            const WString written = u"\"" + text.insert(place, u"\\") + u"\"";
+            EXPECT_EQ(object.toJsonString(), u"{" + written + u":" + written + u"}");
+        }
+}
+
 TEST(JsonString, UnescapesEveryFormAndDropsALoneBackslashAtTheEnd) {
     EXPECT_EQ(JsonString::unescape(u"plain \" quote"), u"plain \" quote");
     EXPECT_EQ(JsonString::unescape(u"\\uD83d\\uDE00\\u0041x\\"), u"\U0001F600Ax");
