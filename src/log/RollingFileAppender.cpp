@@ -1,5 +1,6 @@
 #include "log/RollingFileAppender.h"
 
+#include "base/EncodingUtils.h"
 #include "base/Functor.h"
 #include "base/LogMacros.h"
 #include "base/StaticLogConstants.h"
@@ -10,7 +11,6 @@
 #include "internal/LogRoad.h"
 #include "log/NorqLoggerSTD.h"
 #include "log/WindowsVersionInfoHeader.h"
-#include "stream/ByteArray.h"
 #include "system/Paths.h"
 
 #include <algorithm>
@@ -100,8 +100,9 @@ void RollingFileAppender::localAppend(const WString& text) {
     try {
         if (!isOpenOrReopened())
             return;
-        const ByteArray bytes(text, u"windows-1252");
-        rollingFile.write(bytes.getArray().get(), 0, static_cast<std::uint32_t>(bytes.getLength()));
+        const std::string bytes = EncodingUtils::convertUnicodeToMbcs(text, 0);
+        rollingFile.write(reinterpret_cast<const unsigned char*>(bytes.data()), 0,
+                          static_cast<std::uint32_t>(bytes.size()));
     } catch (const NorqException&) { // the line is lost
     }
 }

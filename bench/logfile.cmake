@@ -1,0 +1,5 @@
+find_package(spdlog REQUIRED)
+find_package(log4cxx REQUIRED)
+find_package(glog REQUIRED)
+find_package(Poco REQUIRED COMPONENTS Foundation)
+target_link_libraries(norqstd-bench-logfile PRIVATE spdlog::spdlog log4cxx glog::glog Poco::Foundation)
