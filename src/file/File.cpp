@@ -85,19 +85,23 @@ WString File::getAbsolutePath() const { return getAbsoluteFile().getPath(); }
 File File::getAbsoluteFile() const {
     if (isAbsolute())
         return *this;
-    File file = !elements.empty() && isSeparator(elements.front()) ? getRootDirectory() : getWorkingDirectory();
+    File file;
+    if (!elements.empty() && isSeparator(elements.front()))
+        file.elements.push_back(platform::workingDrive());
+    else
+        file = getWorkingDirectory();
     file.appendPathElements(elements);
     assertPathIsValid(file.elements);
     return file;
 }
 
 WString File::getCanonicalPath() const {
-    PathList list = getAbsoluteFile().elements;
-    PathList root;
-    root.splice(root.begin(), list, list.begin());
-    root.front().front() = WideChar::toUpper(root.front().front());
-    root.splice(root.end(), getAbsolutePathList(list));
-    return generatePathString(root.begin(), root.end());
+    if (!isAbsolute())
+        return getAbsoluteFile().getCanonicalPath();
+    PathList list = getAbsolutePathList(PathList(std::next(elements.begin()), elements.end()));
+    list.push_front(elements.front());
+    list.front().front() = WideChar::toUpper(list.front().front());
+    return generatePathString(list.begin(), list.end());
 }
 
 File File::getCanonicalFile() const { return File(getCanonicalPath()); }

@@ -80,6 +80,9 @@ NORQSTD_EXPORT bool touchFile(std::u16string_view path);
 NORQSTD_EXPORT bool workingDirectory(std::u16string& path, std::size_t limit);
 NORQSTD_EXPORT bool setWorkingDirectory(std::u16string_view path);
 
+/// The root of the drive that the working directory lies on, also while there is no such directory.
+NORQSTD_EXPORT std::u16string workingDrive();
+
 /// The roots of all drives.
 NORQSTD_EXPORT std::list<std::u16string> driveRoots();
 

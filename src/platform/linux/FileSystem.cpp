@@ -180,7 +180,9 @@ bool setWorkingDirectory(std::u16string_view path) {
     return !native.empty() && succeeded(::chdir(native.c_str()));
 }
 
-std::list<std::u16string> driveRoots() { return {u"C:\\"}; }
+std::u16string workingDrive() { return u"C:\\"; }
+
+std::list<std::u16string> driveRoots() { return {workingDrive()}; }
 
 bool freeDiskSpace(std::u16string_view path, std::uint64_t& bytes) {
     const std::string native = nativePath(path);
