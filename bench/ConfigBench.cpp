@@ -7,6 +7,7 @@
 #include "config/IniConfigurationSerializer.h"
 #include "file/File.h"
 
+#define SI_CONVERT_ICU // as its package is built
 #include <SimpleIni.h>
 #include <benchmark/benchmark.h>
 #include <boost/property_tree/ini_parser.hpp>
@@ -31,44 +32,56 @@ using norq_std::WString;
 
 WString widen(const std::string& text) { return WString(text.begin(), text.end()); }
 
+/// A key as an implementation asks for it.
+template <class Text>
 struct Entry {
-    std::string section;
-    std::string key;
-    std::string path; // for the property tree
-    WString wideSection;
-    WString wideKey;
+    Text section;
+    Text key;
 };
 
-/// A file of settings as programs have them, and the order in which its keys are asked for.
+/// The keys in the random order in which they are asked for, each in turn. Every implementation has texts of its own
+/// kind, side by side in this order.
+template <class T>
+class Turns {
+public:
+    void add(T entry) { entries.push_back(std::move(entry)); }
+    const T& next() { return entries[position = position + 1 < entries.size() ? position + 1 : 0]; }
+
+private:
+    std::vector<T> entries;
+    std::size_t position = 0;
+};
+
+/// A file of settings as programs have them.
 class Document {
 public:
     Document(const std::filesystem::path& folder, std::size_t keys, std::size_t sections)
         : count(keys)
-        , file((folder / (std::to_string(sections) + "-" + std::to_string(keys) + ".ini")).string()) {
+        , file((folder / std::to_string(keys)).string().append("-").append(std::to_string(sections))) {
         std::ofstream out(file);
+        std::vector<Entry<std::string>> entries;
         for (std::size_t i = 0; i < keys; ++i) {
-            Entry entry;
-            entry.section = "section " + std::to_string(i * sections / keys);
-            entry.key = "component.setting" + std::to_string(i);
+            Entry<std::string> entry{std::string("section ").append(std::to_string(i * sections / keys)),
+                                     std::string("component.setting").append(std::to_string(i))};
             if (entries.empty() || entries.back().section != entry.section)
                 out << '[' << entry.section << "]\n";
-            out << entry.key << '=' << "value of setting " << i << '\n';
-            entry.path = entry.section + '\1' + entry.key;
-            entry.wideSection = widen(entry.section);
-            entry.wideKey = widen(entry.key);
+            out << entry.key << "=value of setting " << i << '\n';
             entries.push_back(std::move(entry));
         }
         std::shuffle(entries.begin(), entries.end(), std::mt19937(1));
+        for (const Entry<std::string>& entry : entries)
+            narrow.add(entry);
+        for (const Entry<std::string>& entry : entries)
+            wide.add({widen(entry.section), widen(entry.key)});
+        for (const Entry<std::string>& entry : entries)
+            paths.add({std::string(entry.section).append("\1").append(entry.key), '\1'});
     }
-
-    const Entry& next() { return entries[position = (position + 1) % entries.size()]; }
 
     const std::size_t count;
     const std::string file;
-
-private:
-    std::vector<Entry> entries;
-    std::size_t position = 0;
+    Turns<Entry<std::string>> narrow;
+    Turns<Entry<WString>> wide;
+    Turns<ptree::path_type> paths;
 };
 
 struct FreeKeyFile {
@@ -104,8 +117,6 @@ std::unique_ptr<ConfigurationFile> loadOurs(const std::string& file) {
     ours->load();
     return ours;
 }
-
-ptree::path_type pathOf(const Entry& entry) { return {entry.path, '\1'}; }
 
 const char* alternate() {
     static bool turn = false;
@@ -148,28 +159,28 @@ void addLookUp(const std::string& topic, Document& document) {
     addRow(topic + "/ours", document, false, [](Document& d, benchmark::State& state) {
         const auto ours = loadOurs(d.file);
         for (auto _ : state) {
-            const Entry& entry = d.next();
-            benchmark::DoNotOptimize(ours->getValue(entry.wideKey, entry.wideSection));
+            const auto& entry = d.wide.next();
+            benchmark::DoNotOptimize(ours->getValue(entry.key, entry.section));
         }
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
         for (auto _ : state) {
-            const Entry& entry = d.next();
+            const auto& entry = d.narrow.next();
             benchmark::DoNotOptimize(ini->GetValue(entry.section.c_str(), entry.key.c_str()));
         }
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
         for (auto _ : state) {
-            const Entry& entry = d.next();
+            const auto& entry = d.narrow.next();
             g_free(g_key_file_get_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), nullptr));
         }
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         const ptree tree = loadTree(d.file);
         for (auto _ : state)
-            benchmark::DoNotOptimize(tree.get<std::string>(pathOf(d.next())));
+            benchmark::DoNotOptimize(tree.get<std::string>(d.paths.next()));
     });
 }
 
@@ -179,28 +190,28 @@ void addSet(const std::string& topic, Document& document) {
         const WString values[] = {u"one value or", u"another value"};
         std::size_t turn = 0;
         for (auto _ : state) {
-            const Entry& entry = d.next();
-            ours->setValue(entry.wideKey, values[turn ^= 1], entry.wideSection);
+            const auto& entry = d.wide.next();
+            ours->setValue(entry.key, values[turn ^= 1], entry.section);
         }
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
         for (auto _ : state) {
-            const Entry& entry = d.next();
+            const auto& entry = d.narrow.next();
             ini->SetValue(entry.section.c_str(), entry.key.c_str(), alternate());
         }
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
         for (auto _ : state) {
-            const Entry& entry = d.next();
+            const auto& entry = d.narrow.next();
             g_key_file_set_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), alternate());
         }
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         ptree tree = loadTree(d.file);
         for (auto _ : state)
-            tree.put(pathOf(d.next()), alternate());
+            tree.put(d.paths.next(), alternate());
     });
 }
 
@@ -246,8 +257,9 @@ int main(int argc, char** argv) {
     for (const std::size_t sections : {1, 100})
         for (const std::size_t keys : {1'000, 10'000, 100'000}) {
             documents.push_back(std::make_unique<Document>(folder, keys, sections));
-            const std::string shape = "/" + std::to_string(sections) + (sections == 1 ? "_section/" : "_sections/") +
-                                      std::to_string(keys / 1000) + "K_keys";
+            const std::string shape =
+                std::string(sections == 1 ? "/1_section/" : "/100_sections/").append(std::to_string(keys / 1000)) +
+                "K_keys";
             addLoad("config_load" + shape, *documents.back());
             addLookUp("config_look_up" + shape, *documents.back());
             addSet("config_set" + shape, *documents.back());

@@ -1,4 +1,5 @@
 find_package(Boost 1.75 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(NORQSTD_GLIB REQUIRED IMPORTED_TARGET glib-2.0)
-target_link_libraries(norqstd-bench-config PRIVATE PkgConfig::NORQSTD_GLIB Boost::headers) # SimpleIni is a header alone
+pkg_check_modules(NORQSTD_SIMPLEINI REQUIRED IMPORTED_TARGET simpleini)
+target_link_libraries(norqstd-bench-config PRIVATE PkgConfig::NORQSTD_GLIB PkgConfig::NORQSTD_SIMPLEINI Boost::headers)

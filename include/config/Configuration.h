@@ -80,6 +80,7 @@ protected:
 
 private:
     friend class ConfigurationFile;
+    friend class IniConfigurationSerializer;
     friend class NorqConfig;
     friend class norq_std_internal::IniReader;
 
@@ -90,6 +91,8 @@ private:
     ConfigurationSection* find(std::u16string_view trimmedName) NORQ_REQUIRES(lock);
     const ConfigurationSection* find(std::u16string_view trimmedName) const NORQ_REQUIRES(lock);
     ConfigurationSection& findOrAdd(std::u16string_view trimmedName) NORQ_REQUIRES(lock);
+    /// About how many units a text of it has.
+    std::size_t estimateSize() const;
     /// Takes the other's sections for one's own.
     void exchangeSections(Configuration& other);
 

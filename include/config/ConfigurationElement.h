@@ -10,11 +10,6 @@ namespace norq_std {
 ///
 /// What it is follows from its texts alone. A plain value without a lock.
 class NORQSTD_EXPORT ConfigurationElement : public Object {
-    /// Says that texts need no trimming and the key is not empty.
-    struct Trimmed {
-        explicit Trimmed() = default;
-    };
-
 public:
     /// A blank line.
     ConfigurationElement();
@@ -23,8 +18,6 @@ public:
     /// A key, trimmed on both sides, and its value, trimmed on the right. Throws `NorqIllegalArgumentException` for a
     /// key of which nothing remains.
     ConfigurationElement(const WString& key, const WString& value);
-    /// For the section alone.
-    ConfigurationElement(Trimmed, std::u16string_view trimmedKey, std::u16string_view trimmedValue);
     ConfigurationElement(const ConfigurationElement& other) = default;
     ConfigurationElement(ConfigurationElement&& other) noexcept = default;
     ConfigurationElement& operator=(const ConfigurationElement& other) = default;
@@ -53,7 +46,7 @@ public:
     std::u16string_view commentView() const { return comment; }
 
 private:
-    friend class ConfigurationSection;
+    friend class ConfigurationSection; // sets texts that are trimmed already
 
     WString key;
     WString value;

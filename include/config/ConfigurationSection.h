@@ -2,7 +2,7 @@
 
 #include "base/Object.h"
 #include "config/ConfigurationElement.h"
-#include "internal/NamedList.h"
+#include "internal/LineList.h"
 
 #include <cstddef>
 #include <list>
@@ -66,17 +66,8 @@ private:
     friend class NorqConfig;
     friend class norq_std_internal::IniReader;
 
-    static std::u16string_view keyOf(const ConfigurationElement& element) { return element.keyView(); }
-
-    /// The element with this key, which is trimmed already; null if there is none.
-    const ConfigurationElement* find(std::u16string_view trimmedKey) const { return elements.find(trimmedKey); }
-    /// Both trimmed already, the key not empty.
-    void put(std::u16string_view trimmedKey, std::u16string_view trimmedValue);
-    /// A comment at the end, a blank line if it is empty.
-    void addComment(std::u16string_view comment) { elements.addUnnamed().comment = comment; }
-
     WString name;
-    norq_std_internal::NamedList<ConfigurationElement, keyOf> elements; // those with a key are named
+    norq_std_internal::LineList elements;
 };
 
 } // namespace norq_std

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "base/WString.h"
+#include "internal/TextHash.h"
 
-#include <cstddef>
 #include <list>
 #include <string_view>
 #include <unordered_map>
@@ -10,11 +9,11 @@
 
 namespace norq_std_internal {
 
-/// An ordered list of values with an index over the names of some of them: finding, adding and removing a name take the
-/// same time however long the list is.
+/// An ordered list of values with an index over their names: finding, adding and removing one take the same time
+/// however long the list is.
 ///
-/// `NameOf` is a function that gives a value's name as a view into the value. The name of an indexed value must not
-/// change, and no two may have the same. Values stay at their address until they are removed. Copies are deep. No lock.
+/// `NameOf` is a function that gives a value's name as a view into the value. The name must not change, and no two
+/// values may have the same. Values stay at their address until they are removed. Copies are deep. No lock.
 template <class T, std::u16string_view (*NameOf)(const T&)>
 class NamedList {
 public:
@@ -24,15 +23,9 @@ public:
     NamedList() = default;
     NamedList(const NamedList& other)
         : values(other.values) {
-        index.reserve(other.index.size());
-        auto copy = values.begin();
-        for (const T& value : other.values) {
-            // An unnamed value and an indexed one may have the same name: it is the address that tells.
-            const auto found = other.index.find(NameOf(value));
-            if (found != other.index.end() && &*found->second == &value)
-                index.emplace(NameOf(*copy), copy);
-            ++copy;
-        }
+        index.reserve(values.size());
+        for (auto value = values.begin(); value != values.end(); ++value)
+            index.emplace(NameOf(*value), value);
     }
     NamedList(NamedList&& other) noexcept { swap(other); }
     NamedList& operator=(const NamedList& other) {
@@ -54,8 +47,6 @@ public:
     iterator end() { return values.end(); }
     const_iterator begin() const { return values.begin(); }
     const_iterator end() const { return values.end(); }
-    std::size_t size() const { return values.size(); }
-    std::size_t namedCount() const { return index.size(); }
 
     /// The value with this name, null if there is none.
     T* find(std::u16string_view name) {
@@ -67,9 +58,9 @@ public:
         return found == index.end() ? nullptr : &*found->second;
     }
 
-    /// Makes a value at the end and puts it into the index; nobody there may have its name.
+    /// Makes a value at the end.
     template <class... A>
-    T& addNamed(A&&... arguments) {
+    T& add(A&&... arguments) {
         const auto added = values.emplace(values.end(), std::forward<A>(arguments)...);
         try {
             index.emplace(NameOf(*added), added);
@@ -78,12 +69,6 @@ public:
             throw;
         }
         return *added;
-    }
-
-    /// Makes a value at the end that no name leads to.
-    template <class... A>
-    T& addUnnamed(A&&... arguments) {
-        return values.emplace_back(std::forward<A>(arguments)...);
     }
 
     bool remove(std::u16string_view name) {
@@ -96,14 +81,9 @@ public:
         return true;
     }
 
-    void clear() {
-        index.clear();
-        values.clear();
-    }
-
 private:
     std::list<T> values;
-    std::unordered_map<std::u16string_view, iterator> index;
+    std::unordered_map<std::u16string_view, iterator, TextHash, SameText> index;
 };
 
 } // namespace norq_std_internal

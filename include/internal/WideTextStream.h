@@ -2,6 +2,7 @@
 
 #include "base/WString.h"
 
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +12,8 @@ namespace norq_std_internal {
 /// for the wide unit. Belongs to one thread.
 class WideTextStream {
 public:
+    void reserve(std::size_t units) { text.reserve(units); }
+
     WideTextStream& operator<<(norq_std::WChar unit) {
         text += unit;
         return *this;

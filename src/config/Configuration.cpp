@@ -14,7 +14,7 @@ using norq_std_internal::trimmedRight;
 // Never destroyed: threads may look settings up while the process ends.
 const WString& Configuration::defaultSection = *new WString();
 
-Configuration::Configuration() { sections.addNamed(); }
+Configuration::Configuration() { sections.add(); }
 
 Configuration::~Configuration() = default;
 
@@ -39,7 +39,7 @@ void Configuration::setValue(const WString& key, const WString& value, const WSt
     const std::u16string_view name = trimmed(key);
     if (name.empty())
         ErrorUtils::isEmptyEx(WString(), u"norq_std::Configuration::setValue", u"key");
-    findOrAdd(trimmed(section)).put(name, trimmedRight(value));
+    findOrAdd(trimmed(section)).elements.put(name, trimmedRight(value));
 }
 
 bool Configuration::containsKey(const WString& key, const WString& section) const {
@@ -64,7 +64,7 @@ void Configuration::addSection(const ConfigurationSection& section) {
     if (ConfigurationSection* const present = find(section.nameView()))
         present->appendElements(section);
     else
-        sections.addNamed(section);
+        sections.add(section);
 }
 
 bool Configuration::removeSection(const WString& section) {
@@ -79,7 +79,7 @@ bool Configuration::removeSection(const WString& section) {
 void Configuration::clear() {
     const AutoLock<Lock> guard(lock);
     SectionList empty;
-    empty.addNamed();
+    empty.add();
     sections.swap(empty);
 }
 
@@ -135,12 +135,20 @@ const ConfigurationSection* Configuration::find(std::u16string_view trimmedName)
 
 ConfigurationSection& Configuration::findOrAdd(std::u16string_view trimmedName) {
     ConfigurationSection* const present = sections.find(trimmedName);
-    return present != nullptr ? *present : sections.addNamed(WString(trimmedName));
+    return present != nullptr ? *present : sections.add(WString(trimmedName));
+}
+
+std::size_t Configuration::estimateSize() const {
+    const AutoLock<Lock> guard(lock);
+    std::size_t units = 0;
+    for (const ConfigurationSection& section : sections)
+        units += section.name.size() + 4 + section.elements.estimateSize();
+    return units;
 }
 
 void Configuration::exchangeSections(Configuration& other) {
     SectionList moving;
-    moving.addNamed(); // nobody is ever seen without a default section
+    moving.add(); // nobody is ever seen without a default section
     {
         const AutoLock<Lock> guard(other.lock);
         other.sections.swap(moving);

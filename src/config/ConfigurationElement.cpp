@@ -19,10 +19,6 @@ ConfigurationElement::ConfigurationElement(const WString& newKey, const WString&
     ErrorUtils::isEmptyEx(key, u"norq_std::ConfigurationElement::ConfigurationElement", u"key");
 }
 
-ConfigurationElement::ConfigurationElement(Trimmed, std::u16string_view trimmedKey, std::u16string_view trimmedValue)
-    : key(trimmedKey)
-    , value(trimmedValue) {}
-
 ConfigurationElement::~ConfigurationElement() = default;
 
 WString ConfigurationElement::toString() const {

@@ -5,6 +5,7 @@
 
 namespace norq_std {
 
+using norq_std_internal::LineList;
 using norq_std_internal::trimmed;
 using norq_std_internal::trimmedRight;
 
@@ -21,60 +22,63 @@ void ConfigurationSection::clear() { elements.clear(); }
 
 std::list<WString> ConfigurationSection::getKeys() const {
     std::list<WString> keys;
-    for (const ConfigurationElement& element : elements)
-        if (element.isKeyValue())
-            keys.emplace_back(element.keyView());
+    elements.forEach([&keys](const LineList::Line& line) {
+        if (!line.key.empty())
+            keys.emplace_back(line.key);
+    });
     return keys;
 }
 
 std::list<WString> ConfigurationSection::getValues() const {
     std::list<WString> values;
-    for (const ConfigurationElement& element : elements)
-        if (element.isKeyValue())
-            values.emplace_back(element.valueView());
+    elements.forEach([&values](const LineList::Line& line) {
+        if (!line.key.empty())
+            values.emplace_back(line.text);
+    });
     return values;
 }
 
-WString ConfigurationSection::getValue(const WString& key) const {
-    const ConfigurationElement* const element = find(trimmed(key));
-    return element == nullptr ? WString() : element->getValue();
-}
+WString ConfigurationSection::getValue(const WString& key) const { return WString(elements.value(trimmed(key))); }
 
-bool ConfigurationSection::contains(const WString& key) const { return find(trimmed(key)) != nullptr; }
+bool ConfigurationSection::contains(const WString& key) const { return elements.contains(trimmed(key)); }
 
 void ConfigurationSection::setValue(const WString& key, const WString& value) {
-    const std::u16string_view trimmedKey = trimmed(key);
-    if (trimmedKey.empty())
-        elements.addNamed(key, value); // refuses it
-    put(trimmedKey, trimmedRight(value));
-}
-
-void ConfigurationSection::put(std::u16string_view trimmedKey, std::u16string_view trimmedValue) {
-    if (ConfigurationElement* const element = elements.find(trimmedKey))
-        element->value = trimmedValue;
-    else
-        elements.addNamed(ConfigurationElement::Trimmed(), trimmedKey, trimmedValue);
+    if (trimmed(key).empty())
+        ConfigurationElement(key, value); // refuses it
+    elements.put(trimmed(key), trimmedRight(value));
 }
 
 bool ConfigurationSection::removeKeyValue(const WString& key) { return elements.remove(trimmed(key)); }
 
 void ConfigurationSection::appendElement(const ConfigurationElement& element) {
     if (element.isKeyValue())
-        put(element.keyView(), element.valueView());
+        elements.put(element.key, element.value);
     else
-        elements.addUnnamed(element);
+        elements.addComment(element.comment);
 }
 
 void ConfigurationSection::appendElements(const ConfigurationSection& section) {
-    // The count is taken first: appended to itself, a section would grow as it is walked.
-    auto element = section.elements.begin();
-    for (std::size_t left = section.elements.size(); left > 0; --left)
-        appendElement(*element++);
+    if (&section == this) {
+        appendElements(ConfigurationSection(section));
+        return;
+    }
+    section.elements.forEach([this](const LineList::Line& line) {
+        if (line.key.empty())
+            elements.addComment(line.text);
+        else
+            elements.put(line.key, line.text);
+    });
 }
 
 void ConfigurationSection::visit(ConfigurationVisitor& visitor) const {
-    for (const ConfigurationElement& element : elements)
+    ConfigurationElement element; // one for all, for the space of its texts
+    elements.forEach([&](const LineList::Line& line) {
+        const bool isComment = line.key.empty();
+        element.key = line.key;
+        element.value = isComment ? std::u16string_view() : line.text;
+        element.comment = isComment ? line.text : std::u16string_view();
         visitor.visitElement(element);
+    });
 }
 
 } // namespace norq_std

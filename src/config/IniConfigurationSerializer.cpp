@@ -13,17 +13,16 @@ using norq_std_internal::WideTextStream;
 
 namespace {
 
-constexpr std::u16string_view SPECIAL = u"#=[\\";
+constexpr bool isSpecial(WChar unit) { return unit == u'=' || unit == u'\\' || unit == u'#' || unit == u'['; }
 
 void writeKey(WideTextStream& stream, std::u16string_view key) {
-    for (;;) {
-        const std::size_t plain = key.find_first_of(SPECIAL);
-        stream << key.substr(0, plain);
-        if (plain == key.npos)
-            return;
-        stream << u'\\' << key[plain];
-        key.remove_prefix(plain + 1);
-    }
+    std::size_t written = 0;
+    for (std::size_t i = 0; i < key.size(); ++i)
+        if (isSpecial(key[i])) {
+            stream << key.substr(written, i - written) << u'\\';
+            written = i;
+        }
+    stream << key.substr(written);
 }
 
 } // namespace
@@ -60,6 +59,7 @@ std::shared_ptr<ByteArray> IniConfigurationSerializer::serialize(const Configura
     if (getLineSeparator().empty())
         setLineSeparator(File::lineSeparator);
     WideTextStream stream;
+    stream.reserve(configuration.estimateSize());
     SerializationVisitor visitor(stream, getLineSeparator());
     configuration.visit(visitor);
     return norq_std_internal::encodeFile(stream.take(), getCharset());
@@ -67,9 +67,16 @@ std::shared_ptr<ByteArray> IniConfigurationSerializer::serialize(const Configura
 
 std::shared_ptr<Configuration> IniConfigurationSerializer::deserialize(const ByteArray& bytes) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::IniConfigurationSerializer::deserialize");
-    const WString text = norq_std_internal::decodeFile(bytes, getCharset());
     auto configuration = std::make_shared<Configuration>();
-    setLineSeparator(WString(norq_std_internal::IniReader(*configuration).read(text)));
+    norq_std_internal::IniReader reader(*configuration);
+    norq_std_internal::FileDecoder decoder(bytes, getCharset());
+    WString separator;
+    for (WString piece; decoder.next(piece);) {
+        const std::u16string_view first = reader.read(piece);
+        if (separator.empty())
+            separator = first;
+    }
+    setLineSeparator(separator);
     return configuration;
 }
 

@@ -15,6 +15,7 @@
 
 namespace norq_std {
 
+using norq_std_internal::LineList;
 using norq_std_internal::trimmed;
 using norq_std_internal::trimmedRight;
 
@@ -93,11 +94,10 @@ void NorqConfig::notifyListeners(const ConfigurationChangeEvent& event) {
 }
 
 NorqConfig::Assignment NorqConfig::assign(const WString& key, const WString& value, const WString& section) {
-    const ConfigurationSection* const present = find(trimmed(section));
-    const ConfigurationElement* const element = present == nullptr ? nullptr : present->find(trimmed(key));
-    if (element != nullptr && element->valueView() == trimmedRight(value))
+    const std::optional<std::u16string_view> old = valueIn(find(trimmed(section)), trimmed(key));
+    if (old == trimmedRight(value))
         return Assignment::Same;
-    const Assignment assignment = element == nullptr ? Assignment::Added : Assignment::Changed;
+    const Assignment assignment = old ? Assignment::Changed : Assignment::Added;
     Configuration::setValue(key, value, section);
     return assignment;
 }
@@ -125,10 +125,13 @@ void NorqConfig::addSection(const ConfigurationSection& section) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::NorqConfig::addSection");
     const AutoLock<Lock> guard(lock);
     const ConfigurationSection given = section; // a listener may change the original
-    for (const ConfigurationElement& element : given.elements)
-        if (element.isKeyValue())
-            notifyAssignment(assign(element.getKey(), element.getValue(), given.getName()), element.getKey(),
-                             element.getValue(), given.getName());
+    const WString name = given.getName();
+    given.elements.forEach([&](const LineList::Line& line) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+        const WString key(line.key);
+        const WString value(line.text);
+        if (!key.empty())
+            notifyAssignment(assign(key, value, name), key, value, name);
+    });
 }
 
 bool NorqConfig::removeSection(const WString& section) {
@@ -143,10 +146,11 @@ bool NorqConfig::removeSection(const WString& section) {
         if (!Configuration::removeSection(section))
             return false;
     }
-    for (const ConfigurationElement& element : removed.elements)
-        if (element.isKeyValue())
+    removed.elements.forEach([&](const LineList::Line& line) {
+        if (!line.key.empty())
             notifyListeners(
-                {getPath(), ConfigurationChangeEvent::Removed, section, element.getKey(), element.getValue()});
+                {getPath(), ConfigurationChangeEvent::Removed, section, WString(line.key), WString(line.text)});
+    });
     return true;
 }
 
@@ -173,33 +177,41 @@ void NorqConfig::onFileCreated(const File&) { checkFileForChanges(false); }
 
 void NorqConfig::onFileContentChange(const File&) { checkFileForChanges(false); }
 
+std::optional<std::u16string_view> NorqConfig::valueIn(const ConfigurationSection* section,
+                                                       std::u16string_view trimmedKey) {
+    if (section == nullptr)
+        return std::nullopt;
+    const std::u16string_view value = section->elements.value(trimmedKey);
+    return value.data() == nullptr ? std::nullopt : std::optional(value);
+}
+
 std::list<ConfigurationChangeEvent> NorqConfig::getChangeEvents(const Configuration& other) {
     const AutoLock<Lock> guard(lock);
     const AutoLock<Lock> otherGuard(other.lock);
     const File file = getPath();
     std::list<ConfigurationChangeEvent> events;
     const auto add = [&](ConfigurationChangeEvent::ChangeType type, const ConfigurationSection& section,
-                         const ConfigurationElement& element) {
-        events.emplace_back(file, type, section.getName(), element.getKey(), element.getValue());
+                         std::u16string_view key, std::u16string_view value) {
+        events.emplace_back(file, type, section.getName(), WString(key), WString(value));
     };
     for (const ConfigurationSection& section : sections) {
         const ConfigurationSection* const otherSection = other.find(section.nameView());
-        for (const ConfigurationElement& element : section.elements) {
-            if (!element.isKeyValue())
-                continue;
-            const ConfigurationElement* const now =
-                otherSection == nullptr ? nullptr : otherSection->find(element.keyView());
-            if (now == nullptr)
-                add(ConfigurationChangeEvent::Removed, section, element);
-            else if (now->valueView() != element.valueView())
-                add(ConfigurationChangeEvent::Changed, section, *now);
-        }
+        section.elements.forEach([&](const LineList::Line& line) {
+            const std::optional<std::u16string_view> now = valueIn(otherSection, line.key);
+            if (line.key.empty() || now == line.text)
+                return;
+            if (now)
+                add(ConfigurationChangeEvent::Changed, section, line.key, *now);
+            else
+                add(ConfigurationChangeEvent::Removed, section, line.key, line.text);
+        });
     }
     for (const ConfigurationSection& otherSection : other.sections) {
         const ConfigurationSection* const section = find(otherSection.nameView());
-        for (const ConfigurationElement& element : otherSection.elements)
-            if (element.isKeyValue() && (section == nullptr || section->find(element.keyView()) == nullptr))
-                add(ConfigurationChangeEvent::Added, otherSection, element);
+        otherSection.elements.forEach([&](const LineList::Line& line) {
+            if (!line.key.empty() && !valueIn(section, line.key))
+                add(ConfigurationChangeEvent::Added, otherSection, line.key, line.text);
+        });
     }
     return events;
 }

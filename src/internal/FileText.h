@@ -2,6 +2,7 @@
 
 #include "base/WString.h"
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 
@@ -11,11 +12,25 @@ class ByteArray;
 
 namespace norq_std_internal {
 
-/// The text of a whole file in a character set, as `ByteArray` converts, but without the limit on the length of UTF-8.
-norq_std::WString decodeFile(const norq_std::ByteArray& bytes, const norq_std::WString& charset);
+/// The text of a whole file in a character set, as `ByteArray` converts, but without the limit on the length of UTF-8,
+/// and in pieces, so that it need not be in memory twice. Every piece but the last ends in a line feed.
+class FileDecoder {
+public:
+    /// The bytes outlive the decoder.
+    FileDecoder(const norq_std::ByteArray& bytes, const norq_std::WString& charset);
 
-/// The inverse. Units that would end the text early when it is read back, zero and in UTF-8 lone surrogates, are
-/// written as U+FFFD, or what the character set has for it.
+    /// False behind the last piece.
+    bool next(norq_std::WString& piece);
+
+private:
+    std::size_t pieceLength() const;
+
+    const norq_std::WString charset;
+    std::string_view rest;
+};
+
+/// The bytes of a text. Units that would end the text early when it is read back, zero and in UTF-8 lone surrogates,
+/// are written as U+FFFD, or what the character set has for it.
 std::shared_ptr<norq_std::ByteArray> encodeFile(norq_std::WString text, const norq_std::WString& charset);
 
 } // namespace norq_std_internal

@@ -35,11 +35,11 @@ std::u16string_view IniReader::read(std::u16string_view text) {
 
 void IniReader::readLine(std::u16string_view text) {
     if (text.empty())
-        section->addComment({});
+        section->elements.addComment({});
     else if (text.front() == u'[')
         readHead(text);
     else if (text.front() == u'#')
-        section->addComment(text.substr(1));
+        section->elements.addComment(text.substr(1));
     else
         readEntry(text);
 }
@@ -62,9 +62,9 @@ void IniReader::readEntry(std::u16string_view text) {
         name = key;
     }
     if (separator >= text.size() || name.empty())
-        section->addComment({});
+        section->elements.addComment({});
     else
-        section->put(trimmed(name), text.substr(separator + 1));
+        section->elements.put(trimmed(name), text.substr(separator + 1));
 }
 
 std::size_t IniReader::scanKey(std::u16string_view text) {

@@ -12,14 +12,15 @@ class ConfigurationSection;
 
 namespace norq_std_internal {
 
-/// Reads one text of the `.cfg` format into a new configuration that nobody else knows yet.
+/// Reads a text of the `.cfg` format, in pieces that end in a line feed, into a new configuration that nobody else
+/// knows yet.
 class IniReader {
 public:
     // The configuration is this thread's alone, so nothing here takes its lock.
 
     explicit IniReader(norq_std::Configuration& target) NORQ_NO_THREAD_SAFETY_ANALYSIS;
 
-    /// Returns the first line separator of the text, empty if it has no line end.
+    /// Returns the first line separator of the piece, empty if it has no line end.
     std::u16string_view read(std::u16string_view text);
 
 private:
