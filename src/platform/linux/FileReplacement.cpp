@@ -80,7 +80,8 @@ private:
         static std::atomic<unsigned> counter{0};
         const std::string self = "/proc/self/fd/" + std::to_string(fd);
         for (int attempt = 0; attempt < 100; ++attempt) {
-            std::string name = stem + '.' + std::to_string(getpid()) + '.' + std::to_string(counter++);
+            std::string name = stem;
+            name.append(".").append(std::to_string(getpid())).append(".").append(std::to_string(counter++));
             if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
                 named = std::move(name);
                 return true;
