@@ -9,8 +9,7 @@
 
 namespace shipper {
 
-/// Reads one file into the queue, in batches of whole lines. Waits where the queue is full, so that a fast disk does
-/// not fill the memory.
+/// Reads one file into the queue, in batches of whole lines.
 class FileReader : public norq_std::Runnable {
 public:
     FileReader(std::string path, BatchQueue& queue, RunState& state);
@@ -21,16 +20,12 @@ public:
 private:
     /// 0, or the system's error number.
     int read(std::FILE* file);
-    void deliver(std::string text);
-    void deliverPiece(std::string& text);
     void fail(const std::string& what, int error);
 
     const std::string path;
     const std::shared_ptr<const norq_std::WString> source;
     BatchQueue& queue;
     RunState& state;
-    std::uint64_t line = 1;
-    std::uint32_t part = 0;
 };
 
 } // namespace shipper

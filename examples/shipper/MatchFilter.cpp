@@ -1,9 +1,11 @@
 #include "MatchFilter.h"
 
 #include "base/JsonString.h"
+#include "concurrency/AutoLock.h"
 #include "log/LogEvent.h"
 
 #include <string_view>
+#include <utility>
 
 namespace shipper {
 namespace {
@@ -26,7 +28,16 @@ std::u16string_view lineOf(std::u16string_view event) {
 MatchFilter::MatchFilter(const norq_std::WString& text)
     : needle(norq_std::JsonString::escape(text)) {}
 
-norq_std::WString MatchFilter::toString() const { return u"MatchFilter{needle='" + needle + u"'}"; }
+void MatchFilter::setText(const norq_std::WString& text) {
+    norq_std::WString escaped = norq_std::JsonString::escape(text);
+    const norq_std::AutoLock<norq_std::Lock> guard(lock);
+    needle = std::move(escaped);
+}
+
+norq_std::WString MatchFilter::toString() const {
+    const norq_std::AutoLock<norq_std::Lock> guard(lock);
+    return u"MatchFilter{needle='" + needle + u"'}";
+}
 
 MatchFilter* MatchFilter::newInstance(const Properties& properties) const {
     const auto text = properties.find(u"text");
@@ -34,6 +45,7 @@ MatchFilter* MatchFilter::newInstance(const Properties& properties) const {
 }
 
 MatchFilter::FilterDecision MatchFilter::decide(const norq_std::LogEvent& event) {
+    const norq_std::AutoLock<norq_std::Lock> guard(lock);
     return lineOf(event.message).find(needle) == std::u16string_view::npos ? DENY : ACCEPT;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "concurrency/Lock.h"
 #include "log/ILogEventFilter.h"
 
 namespace shipper {
@@ -14,8 +15,12 @@ public:
     MatchFilter* newInstance(const Properties& properties) const override;
     FilterDecision decide(const norq_std::LogEvent& event) override;
 
+    /// From now on; the empty text accepts all.
+    void setText(const norq_std::WString& text);
+
 private:
-    const norq_std::WString needle; ///< as it stands in JSON
+    mutable norq_std::Lock lock; ///< guards the text, which may be set while lines are shipped
+    norq_std::WString needle;    ///< as it stands in JSON
 };
 
 } // namespace shipper

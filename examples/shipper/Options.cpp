@@ -17,6 +17,9 @@ const char* const USAGE = "Usage: shipper [options] [file...]\n"
                           "Reads log files and writes one event in JSON for each line. Without files it reads the\n"
                           "package manager's history, /var/log/dpkg.log* and /var/log/apt/history.log*.\n"
                           "\n"
+                          "  --config FILE    take files, workers, match and output from FILE, and follow it and the\n"
+                          "                   files live; what the command line says goes before\n"
+                          "  --follow         go on with what is written to the files, until interrupted\n"
                           "  --match TEXT     ship only lines that contain TEXT (also --filter)\n"
                           "  --output FILE    write to FILE and not to standard output\n"
                           "  --workers N      threads that make events, 1 to 64 (default: one for each processor)\n"
@@ -25,35 +28,38 @@ const char* const USAGE = "Usage: shipper [options] [file...]\n"
                           "\n"
                           "Interrupted, it ships what it has read and ends with the summary; a second interrupt\n"
                           "ends it at once. Exit status: 0 all shipped, 1 a file could not be read, 2 wrong usage,\n"
-                          "3 the output could not be written, 4 internal failure, 128 + N ended by signal N.\n";
+                          "3 the output could not be written, 4 internal failure, 128 + N ended by signal N.\n"
+                          "One that follows ends by SIGTERM or an interrupt, with 0, and appends to its output.\n";
 
 namespace {
 
 constexpr unsigned MAX_WORKERS = 64;
+
+} // namespace
 
 unsigned parseWorkers(const std::string& text) {
     unsigned workers = 0;
     const char* const end = text.data() + text.size();
     const auto parsed = std::from_chars(text.data(), end, workers);
     if (parsed.ec != std::errc() || parsed.ptr != end || workers < 1 || workers > MAX_WORKERS)
-        throw std::invalid_argument("--workers takes a number from 1 to 64, not '" + text + "'");
+        throw std::invalid_argument("workers takes a number from 1 to 64, not '" + text + "'");
     return workers;
 }
 
-} // namespace
+unsigned defaultWorkers() { return std::clamp(std::thread::hardware_concurrency(), 1u, MAX_WORKERS); }
 
 Options parseCommandLine(int argc, const char* const* argv) {
     Options options;
-    options.workers = std::clamp(std::thread::hardware_concurrency(), 1u, MAX_WORKERS);
-
     const auto takeMatch = [&](const std::string& text) { options.match = text; };
     const std::map<std::string_view, std::function<void(const std::string&)>> valued = {
+        {"--config", [&](const std::string& text) { options.config = text; }},
         {"--match", takeMatch},
         {"--filter", takeMatch},
         {"--output", [&](const std::string& text) { options.output = text; }},
         {"--workers", [&](const std::string& text) { options.workers = parseWorkers(text); }},
     };
-    const std::map<std::string_view, bool*> switches = {{"--quiet", &options.quiet}, {"--help", &options.help}};
+    const std::map<std::string_view, bool*> switches = {
+        {"--follow", &options.follow}, {"--quiet", &options.quiet}, {"--help", &options.help}};
 
     bool onlyFiles = false;
     for (int i = 1; i < argc; ++i) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "concurrency/Event.h"
+#include "concurrency/Lock.h"
 #include "log/ILogAppender.h"
 
 #include <atomic>
@@ -15,8 +16,10 @@ namespace shipper {
 /// signals `stop`, writes nothing more, and tells the reason when asked.
 class OutputAppender : public norq_std::ILogAppender {
 public:
+    enum class Mode { Replace, Append };
+
     /// Standard output, if `path` is empty.
-    OutputAppender(const std::string& path, norq_std::Event& stop);
+    OutputAppender(const std::string& path, Mode mode, norq_std::Event& stop);
     ~OutputAppender() override;
     OutputAppender(const OutputAppender&) = delete;
     OutputAppender& operator=(const OutputAppender&) = delete;
@@ -24,8 +27,10 @@ public:
     norq_std::WString toString() const override;
     OutputAppender* newInstance(const Properties& properties) const override;
 
-    /// Writes out what is buffered. To be called once events have stopped.
-    void finish();
+    /// Writes out what is buffered.
+    void flush();
+    /// From now on appends to another file. 0, or the system's error number, and then all stays as it was.
+    int switchTo(const std::string& path);
     /// Why writing failed, or 0. An error number of the system.
     int failure() const { return errorNumber; }
 
@@ -37,6 +42,7 @@ private:
     void fail();
 
     norq_std::Event& stop;
+    norq_std::Lock lock; ///< guards the file
     std::FILE* file;
     std::atomic<int> errorNumber{0};
 };

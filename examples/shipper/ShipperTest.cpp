@@ -7,9 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -230,4 +233,160 @@ TEST_F(ShipperTest, anInterruptShipsWhatWasReadAndEndsWithTheSummary) {
     EXPECT_EQ(ended.status, 128 + SIGINT);
     EXPECT_NE(ended.errors.find(" files, " + std::to_string(lines) + " lines, "), std::string::npos) << ended.errors;
     EXPECT_LT(lines, 400'000u);
+}
+
+// ---- the agent
+// -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+class AgentTest : public ShipperTest {
+protected:
+    void TearDown() override {
+        if (child > 0)
+            stop();
+        ShipperTest::TearDown();
+    }
+
+    void startAgent(const std::string& settings) {
+        write("shipper.cfg", settings);
+        child = start({"--config", path("shipper.cfg"), "--quiet"});
+    }
+    void stop() {
+        kill(child, SIGTERM);
+        EXPECT_EQ(await(std::exchange(child, -1)).status, 0);
+    }
+    /// Fails if it takes too long.
+    template <class Condition>
+    void until(const Condition& condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!condition()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), end) << errors();
+            std::this_thread::yield();
+        }
+    }
+    void untilSaid(const std::string& text) {
+        until([&] { return errors().find(text) != std::string::npos; });
+    }
+    void untilShipped(std::size_t lines, const std::string& name = "shipped") {
+        until([&] {
+            std::ifstream file(path(name), std::ios::binary);
+            return std::count(std::istreambuf_iterator<char>(file), {}, '\n') >= static_cast<std::ptrdiff_t>(lines);
+        });
+    }
+    void append(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path(name), std::ios::binary | std::ios::app) << bytes;
+    }
+    std::string texts(const std::string& name = "shipped") const {
+        std::string all;
+        for (const Event& event : events(name))
+            all += text(event) + " ";
+        return all;
+    }
+
+    pid_t child = -1;
+};
+
+} // namespace
+
+TEST_F(AgentTest, noLineOfARotatedOrTruncatedFileIsLostOrSentTwice) {
+    write("log", "1\n2\n");
+    startAgent("[shipper]\nworkers=1\noutput=" + path("shipped") + "\n[files]\nlog=" + path("log") + "\n");
+    untilShipped(2);
+    append("log", "3\n4 begins");
+    untilShipped(3);
+    std::ofstream writer(path("log"), std::ios::binary | std::ios::app); // does not notice at once
+    fs::rename(path("log"), path("log.1"));
+    writer << " and ends\n5\n" << std::flush;
+    untilShipped(5);
+    write("log", "");
+    writer << "6\n" << std::flush;
+    untilShipped(6);
+    append("log", "7\n8\n");
+    untilShipped(8);
+    fs::copy_file(path("log"), path("log.2"));
+    fs::resize_file(path("log"), 0); // copied and truncated
+    append("log", "9\n");
+    untilShipped(9);
+    fs::resize_file(path("log"), 0); // and longer again before anybody could look
+    append("log", "ten\neleven\n");
+    untilShipped(11);
+    fs::rename(path("log"), path("log.3"));
+    fs::rename(path("log.2"), path("log")); // one that was read before is another file by now
+    untilShipped(13);
+    append("log", "no line feed");
+    untilSaid("following " + path("log"));
+    stop();
+    EXPECT_EQ(texts(), "1 2 3 4 begins and ends 5 6 7 8 9 ten eleven 7 8 no line feed ");
+}
+
+TEST_F(AgentTest, aWriterThatRotatesInALoopLosesNothing) {
+    constexpr int Files = 50, Lines = 200;
+    write("log", "");
+    startAgent("[shipper]\nworkers=2\noutput=" + path("shipped") + "\n[files]\nlog=" + path("log") + "\n");
+    untilSaid("following");
+    int line = 0;
+    for (int file = 0; file < Files; ++file) {
+        std::ofstream writer(path("log"), std::ios::binary | std::ios::app);
+        for (int i = 0; i < Lines; ++i)
+            writer << ++line << '\n' << std::flush;
+        writer.close();
+        untilShipped(static_cast<std::size_t>(file) * Lines + 1); // it was seen: two rotations at once leave no trace
+        fs::rename(path("log"), path("log.1"));
+    }
+    untilShipped(static_cast<std::size_t>(line));
+    stop();
+    std::vector<int> seen(static_cast<std::size_t>(line) + 1);
+    for (const Event& event : events("shipped"))
+        ++seen.at(static_cast<std::size_t>(std::stoi(text(event))));
+    for (int i = 1; i <= line; ++i)
+        ASSERT_EQ(seen[static_cast<std::size_t>(i)], 1) << "line " << i;
+}
+
+TEST_F(AgentTest, settingsHoldFromTheMomentTheyAreWritten) {
+    const auto settings = [&](const std::string& shipper, const std::string& files) {
+        write("next.cfg", "[shipper]\n" + shipper + "[files]\n" + files);
+        fs::rename(path("next.cfg"), path("shipper.cfg")); // as editors do
+    };
+    const std::string a = "a=" + path("a") + "\n", b = "b=" + path("b") + "\n";
+    const std::string output = "output=" + path("shipped") + "\n";
+    write("a", "one\n");
+    startAgent("[shipper]\nworkers=1\n" + output + "[files]\n" + a);
+    untilShipped(1);
+
+    settings("workers=3\nmatch=yes\n" + output, a + b);
+    untilSaid("[shipper] workers is now '3'");
+    untilSaid("[shipper] match is now 'yes'");
+    untilSaid("[files] b is now '" + path("b") + "'");
+    untilSaid("cannot follow " + path("b") + " yet: No such file or directory");
+    append("a", "no\nyes a\n");
+    untilShipped(2);
+    write("b", "yes b\n");
+    untilShipped(3);
+
+    settings("workers=100\nmatch=no\noutput=" + path("other") + "\n", b);
+    untilSaid("workers takes a number from 1 to 64, not '100'; all stays as it was");
+    settings("workers=1\noutput=" + path("other") + "\n", b);
+    untilSaid("[shipper] match was removed");
+    untilSaid("no longer following " + path("a"));
+    append("a", "yes, but unheard\n");
+    append("b", "last\n");
+    untilShipped(1, "other");
+    fs::remove(path("shipper.cfg"));
+    untilSaid("[files] b was removed");
+    stop();
+    EXPECT_EQ(texts(), "one yes a yes b ");
+    EXPECT_EQ(texts("other"), "last ");
+}
+
+TEST_F(AgentTest, saysWhyItDoesNotStart) {
+    EXPECT_EQ(ship({"--config", path("absent.cfg")}).status, 4);
+    write("log", "line\n");
+    write("shipper.cfg", "[shipper]\nworkers=none\n");
+    EXPECT_EQ(ship({"--config", path("shipper.cfg")}).status, 2);
+    write("shipper.cfg", "[shipper]\noutput=" + path("log") + "\n[files]\nlog=" + path("log") + "\n");
+    const Ended ended = ship({"--config", path("shipper.cfg")});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_NE(ended.errors.find("is one of the files to read"), std::string::npos);
+    EXPECT_EQ(fs::file_size(path("log")), 5u);
 }

@@ -11,19 +11,25 @@
 
 namespace shipper {
 
-Worker::Worker(BatchQueue& batches, norq_std::LoggerBase& eventLogger, RunState& runState)
+Worker::Worker(BatchQueue& batches, norq_std::LoggerBase& eventLogger, OutputAppender& appender, RunState& runState)
     : queue(batches)
     , logger(eventLogger)
+    , output(appender)
     , state(runState) {}
 
 norq_std::WString Worker::toString() const { return u"Worker{}"; }
 
 // A batch that fails ends the run and not the worker: if all workers went, readers would wait for room without end.
 void Worker::run() {
-    while (const auto batch = next()) {
+    while (!state.dismissOne()) {
+        const auto batch = next();
+        if (!batch)
+            return;
         std::string failure;
         try {
             ship(*batch);
+            if (queue.size() == 0)
+                output.flush();
             continue;
         } catch (const norq_std::NorqException& exception) {
             failure = norq_std::UtfUtils::utf16ToUtf8(exception.getMessage());

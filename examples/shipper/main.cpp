@@ -1,6 +1,7 @@
 // A log shipper in small: the shape of a program on this library. Readers fill a bounded queue, workers empty it into
 // the log pipeline, and an appender of the program's own writes the lines.
 
+#include "Agent.h"
 #include "Console.h"
 #include "FileReader.h"
 #include "LineDecoder.h"
@@ -94,7 +95,7 @@ int ship(const Options& options, const std::vector<std::string>& files) {
     const StopSignal stopSignal(state.stop);
     BatchQueue queue(QUEUED_BATCHES);
 
-    const auto output = std::make_shared<OutputAppender>(options.output, state.stop);
+    const auto output = std::make_shared<OutputAppender>(options.output, OutputAppender::Mode::Replace, state.stop);
     output->setFilter(makeFilter(options));
     output->setLayout(std::make_shared<norq_std::NorqLogLayout>());
     norq_std::LoggerBase logger;
@@ -107,19 +108,38 @@ int ship(const Options& options, const std::vector<std::string>& files) {
     }
 
     Threads workers;
-    for (unsigned i = 0; i < options.workers; ++i)
-        startThread(workers, std::make_shared<Worker>(queue, logger, state), u"worker");
+    const unsigned count = options.workers == 0 ? defaultWorkers() : options.workers;
+    for (unsigned i = 0; i < count; ++i)
+        startThread(workers, std::make_shared<Worker>(queue, logger, *output, state), u"worker");
     readFiles(files, queue, state);
     state.readersDone.signal();
     for (const auto& worker : workers)
         worker->join(-1);
-    output->finish();
+    output->flush();
     progress.reset();
 
     const ExitStatus status = conclude(options, state, *output);
     if (!options.quiet)
         summarise(state, std::chrono::steady_clock::now() - begin);
     return status == ALL_SHIPPED && stopSignal.received() != 0 ? SIGNAL_BASE + stopSignal.received() : status;
+}
+
+/// Until a signal comes, which is the usual end of an agent.
+int follow(const Options& options) {
+    const auto begin = std::chrono::steady_clock::now();
+    norq_std_internal::ConvertUTF::setMaxStringSize(LONGEST_TEXT);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    RunState state;
+    const StopSignal stopSignal(state.stop);
+    LiveSettings settings(options);
+    Agent agent(settings, state);
+    agent.run();
+
+    const ExitStatus status = conclude(options, state, agent.getOutput());
+    if (!options.quiet)
+        summarise(state, std::chrono::steady_clock::now() - begin);
+    return status;
 }
 
 int run(int argc, char** argv) {
@@ -136,7 +156,7 @@ int run(int argc, char** argv) {
     }
 
     std::vector<std::string> files = options.files;
-    if (files.empty()) {
+    if (files.empty() && options.config.empty()) {
         std::vector<std::string> skipped;
         files = findDefaultFiles(skipped);
         for (const std::string& file : skipped)
@@ -150,6 +170,15 @@ int run(int argc, char** argv) {
         std::error_code absent;
         if (std::filesystem::equivalent(file, options.output, absent)) {
             Console::say("the output " + options.output + " is one of the files to read");
+            return WRONG_USAGE;
+        }
+    }
+    options.files = files;
+    if (options.follow || !options.config.empty()) {
+        try {
+            return follow(options);
+        } catch (const std::invalid_argument& wrong) {
+            Console::say(wrong.what());
             return WRONG_USAGE;
         }
     }

@@ -1,0 +1,90 @@
+#include "Agent.h"
+
+#include "Console.h"
+#include "LineDecoder.h"
+#include "Worker.h"
+
+#include "concurrency/Concurrency.h"
+#include "log/NorqLogLayout.h"
+
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace shipper {
+namespace {
+
+constexpr std::int32_t QUEUED_BATCHES = 64;
+
+norq_std::WString textOf(const std::string& bytes) { return decode(bytes.c_str(), bytes.size()).text; }
+
+} // namespace
+
+Agent::Agent(LiveSettings& liveSettings, RunState& runState)
+    : settings(liveSettings)
+    , state(runState)
+    , queue(QUEUED_BATCHES)
+    , current(settings.current())
+    , filter(std::make_shared<MatchFilter>(textOf(current.match)))
+    , output(std::make_shared<OutputAppender>(current.output, OutputAppender::Mode::Append, state.stop))
+    , follower(std::make_shared<Follower>(queue, state)) {
+    output->setFilter(filter);
+    output->setLayout(std::make_shared<norq_std::NorqLogLayout>());
+    logger.addAppender(output);
+}
+
+Agent::~Agent() = default;
+
+void Agent::run() {
+    const unsigned count = std::exchange(current.workers, 0);
+    setWorkers(count);
+    norq_std::Thread reader(follower, u"follower");
+    follower->setFiles(current.files);
+    reader.start();
+    while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &settings.changed()}, norq_std::WAIT_ANY, -1) !=
+           0) {
+        for (const std::string& text : settings.takeNews())
+            Console::say("settings: " + text);
+        try {
+            apply(settings.current());
+        } catch (const std::invalid_argument& wrong) {
+            Console::say(std::string("settings: ") + wrong.what() + "; all stays as it was");
+        }
+    }
+    reader.join(-1);
+    state.readersDone.signal();
+    for (const auto& worker : workers)
+        worker->join(-1);
+    output->flush();
+}
+
+void Agent::apply(const Settings& next) {
+    if (next.match != current.match)
+        filter->setText(textOf(next.match));
+    if (next.workers != current.workers)
+        setWorkers(next.workers);
+    if (next.files != current.files)
+        follower->setFiles(next.files);
+    const std::string outputBefore = current.output;
+    const int error = next.output == outputBefore ? 0 : output->switchTo(next.output);
+    current = next;
+    if (error != 0) {
+        Console::say("settings: cannot write " + next.output + ": " + std::generic_category().message(error));
+        current.output = outputBefore;
+    }
+}
+
+/// Workers that are too many end when they next have something to do.
+void Agent::setWorkers(unsigned count) {
+    for (; current.workers < count; ++current.workers) {
+        if (state.dismissOne()) // one that was to end may stay
+            continue;
+        workers.push_back(
+            std::make_unique<norq_std::Thread>(std::make_shared<Worker>(queue, logger, *output, state), u"worker"));
+        workers.back()->start();
+    }
+    for (; current.workers > count; --current.workers)
+        ++state.surplusWorkers;
+}
+
+} // namespace shipper

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Follower.h"
+#include "MatchFilter.h"
+#include "OutputAppender.h"
+#include "RunState.h"
+#include "Settings.h"
+
+#include "log/LoggerBase.h"
+#include "thread/Thread.h"
+
+#include <memory>
+#include <vector>
+
+namespace shipper {
+
+/// The shipper as an agent: follows its log files and its settings until it is told to stop.
+class Agent {
+public:
+    Agent(LiveSettings& settings, RunState& state);
+    ~Agent();
+
+    /// Until the run is to end.
+    void run();
+    const OutputAppender& getOutput() const { return *output; }
+
+private:
+    void apply(const Settings& next);
+    void setWorkers(unsigned count);
+
+    LiveSettings& settings;
+    RunState& state;
+    BatchQueue queue;
+    Settings current;
+    std::shared_ptr<MatchFilter> filter;
+    std::shared_ptr<OutputAppender> output;
+    norq_std::LoggerBase logger;
+    std::shared_ptr<Follower> follower;
+    std::vector<std::unique_ptr<norq_std::Thread>> workers;
+};
+
+} // namespace shipper

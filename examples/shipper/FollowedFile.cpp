@@ -1,0 +1,146 @@
+#include "FollowedFile.h"
+
+#include "Console.h"
+#include "LineDecoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace shipper {
+namespace {
+
+constexpr std::size_t REMEMBERED_BYTES = 128;
+
+} // namespace
+
+// ---- an open file
+// ----------------------------------------------------------------------------------------------------
+
+FollowedFile::Reading::Reading(int opened, const std::shared_ptr<const norq_std::WString>& source, BatchQueue& queue)
+    : descriptor(opened)
+    , lines(source, queue) {}
+
+FollowedFile::Reading::~Reading() { close(descriptor); }
+
+bool FollowedFile::Reading::isAt(const std::string& path) const {
+    struct stat there {};
+    struct stat own {};
+    return stat(path.c_str(), &there) == 0 && fstat(descriptor, &own) == 0 && there.st_dev == own.st_dev &&
+           there.st_ino == own.st_ino;
+}
+
+bool FollowedFile::Reading::isEmpty() const {
+    struct stat own {};
+    return fstat(descriptor, &own) != 0 || own.st_size == 0;
+}
+
+bool FollowedFile::Reading::wasTruncated() const {
+    std::string now(last.size(), '\0');
+    const auto begin = offset - static_cast<off_t>(last.size());
+    return pread(descriptor, now.data(), now.size(), begin) != static_cast<ssize_t>(last.size()) || now != last;
+}
+
+void FollowedFile::Reading::restart() {
+    lines.finish();
+    offset = 0;
+    last.clear();
+}
+
+void FollowedFile::Reading::drain() {
+    const auto block = [this](char* buffer, std::size_t size) {
+        const ssize_t count = pread(descriptor, buffer, size, offset);
+        if (count > 0) {
+            offset += count;
+            last.append(buffer, static_cast<std::size_t>(count));
+            last.erase(0, last.size() - std::min(last.size(), REMEMBERED_BYTES));
+        }
+        return static_cast<std::ptrdiff_t>(count);
+    };
+    while (lines.take(block) > 0) {
+    }
+}
+
+// ---- the path
+// --------------------------------------------------------------------------------------------------------
+
+FollowedFile::FollowedFile(std::string filePath, BatchQueue& batches)
+    : path(std::move(filePath))
+    , source(std::make_shared<norq_std::WString>(decode(path.c_str(), path.size()).text))
+    , queue(batches) {}
+
+FollowedFile::~FollowedFile() = default;
+
+void FollowedFile::openNew() {
+    const int opened = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    const int error = opened < 0 ? errno : fstat(opened, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
+    if (error == 0) {
+        current = std::make_unique<Reading>(opened, source, queue);
+        Console::say("following " + path);
+    } else {
+        if (opened >= 0)
+            close(opened);
+        if (error != std::exchange(openError, error))
+            Console::say("cannot follow " + path + " yet: " + std::generic_category().message(error));
+    }
+    openError = error;
+}
+
+void FollowedFile::update() {
+    if (current && !current->isAt(path)) {
+        if (old) { // rotated twice; its writer had a whole file's time to leave it
+            old->drain();
+            old->lines.finish();
+        }
+        current->drain();
+        old = std::move(current);
+        Console::say(path + " was rotated");
+    }
+    if (!current)
+        openNew();
+    if (old) {
+        const bool isLeft = current && !current->isEmpty(); // looked at before the last of the old file is read
+        old->drain();
+        if (isLeft) {
+            old->lines.finish();
+            old.reset();
+        }
+    }
+    if (current && current->wasTruncated()) {
+        Console::say(path + " was truncated");
+        current->restart();
+    }
+    if (current && !old)
+        current->drain();
+}
+
+void FollowedFile::finish() {
+    update();
+    for (const auto* reading : {&old, &current})
+        if (*reading) {
+            (*reading)->drain();
+            (*reading)->lines.finish();
+        }
+}
+
+std::string FollowedFile::oldPath() const {
+    if (!old)
+        return {};
+    std::array<char, PATH_MAX> target{};
+    const std::string link = "/proc/self/fd/" + std::to_string(old->descriptor);
+    const ssize_t length = readlink(link.c_str(), target.data(), target.size());
+    struct stat status {};
+    if (length <= 0 || fstat(old->descriptor, &status) != 0 || status.st_nlink == 0)
+        return {};
+    return {target.data(), static_cast<std::size_t>(length)};
+}
+
+} // namespace shipper

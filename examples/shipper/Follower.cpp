@@ -1,0 +1,82 @@
+#include "Follower.h"
+
+#include "Console.h"
+
+#include "base/UtfUtils.h"
+#include "concurrency/AutoLock.h"
+#include "concurrency/Concurrency.h"
+#include "exception/NorqException.h"
+#include "file/File.h"
+#include "file/FileWatcher.h"
+
+namespace shipper {
+
+using norq_std::AutoLock;
+using norq_std::FileWatcher;
+using norq_std::Lock;
+
+Follower::Follower(BatchQueue& batches, RunState& runState)
+    : queue(batches)
+    , state(runState) {}
+
+void Follower::setFiles(const std::set<std::string>& paths) {
+    const AutoLock<Lock> guard(lock);
+    for (auto entry = entries.begin(); entry != entries.end();) {
+        if (paths.contains(entry->first)) {
+            ++entry;
+            continue;
+        }
+        unwatch(entry->first);
+        unwatch(entry->second.watchedOld);
+        entry->second.file->finish();
+        Console::say("no longer following " + entry->first);
+        entry = entries.erase(entry);
+    }
+    for (const std::string& path : paths)
+        if (!entries.contains(path) && watch(path))
+            entries[path].file = std::make_unique<FollowedFile>(path, queue);
+    changed.signal();
+}
+
+void Follower::run() {
+    while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &changed}, norq_std::WAIT_ANY, -1) != 0) {
+        const AutoLock<Lock> guard(lock);
+        for (auto& [path, entry] : entries)
+            update(entry);
+    }
+    FileWatcher::removeListener(shared_from_this());
+    const AutoLock<Lock> guard(lock);
+    for (auto& [path, entry] : entries) {
+        entry.file->finish();
+        ++state.filesRead;
+    }
+}
+
+void Follower::update(Entry& entry) {
+    entry.file->update();
+    const std::string old = entry.file->oldPath();
+    if (old == entry.watchedOld)
+        return;
+    if (!entries.contains(entry.watchedOld)) // unless it is followed for itself
+        unwatch(entry.watchedOld);
+    entry.watchedOld = old;
+    if (!old.empty() && watch(old))
+        entry.file->update(); // what was written before
+}
+
+bool Follower::watch(const std::string& path) {
+    try {
+        FileWatcher::addListener(shared_from_this(), norq_std::File(norq_std::UtfUtils::utf8ToUtf16(path)));
+        return true;
+    } catch (const norq_std::NorqException& failure) {
+        Console::say("cannot follow " + path + ": " + norq_std::UtfUtils::utf16ToUtf8(failure.getMessage()));
+        return false;
+    }
+}
+
+void Follower::unwatch(const std::string& path) {
+    if (!path.empty())
+        FileWatcher::removeListener(shared_from_this(), norq_std::File(norq_std::UtfUtils::utf8ToUtf16(path)));
+}
+
+} // namespace shipper
