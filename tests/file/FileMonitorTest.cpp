@@ -46,8 +46,6 @@ protected:
 
 class EventCalls : public norq_std::FileEventListener, public Reports {
 public:
-    std::function<void()> then = [] {};
-
     void fileDeleted(const WString& d, const WString& f) override { report("deleted", d, f); }
     void fileCreated(const WString& d, const WString& f) override { report("created", d, f); }
     void fileAttributeChanged(const WString& d, const WString& f) override { report("attributes", d, f); }
@@ -57,8 +55,7 @@ public:
 private:
     void report(const std::string& what, const WString& directory, const WString& file) {
         EXPECT_EQ(directory.back(), u'\\');
-        add(what + " " + norq_std::UtfUtils::utf16ToUtf8(file));
-        then();
+        reportAndRun(what + " " + norq_std::UtfUtils::utf16ToUtf8(file));
     }
 };
 
@@ -140,7 +137,7 @@ TEST_F(WatchdogTest, WhatDoesNotFitIsThrownAway) {
 TEST_F(WatchdogTest, AMonitorTellsItsListenersInItsCategories) {
     const auto calls = std::make_shared<EventCalls>();
     const auto failing = std::make_shared<EventCalls>();
-    failing->then = [] { throw 1; };
+    failing->inEachCall([] { throw 1; });
     const DebugCapture capture;
     norq_std::FileMonitor monitor(fileOf(folder()));
     monitor.addListener(failing);
@@ -160,7 +157,7 @@ TEST_F(WatchdogTest, AMonitorTellsItsListenersInItsCategories) {
     monitor.stopMonitoring();
     monitor.clearFileList();
     monitor.addFile(u"b");
-    calls->then = [&] { monitor.stopMonitoring(); }; // by a listener, from the monitor's own thread
+    calls->inEachCall([&] { monitor.stopMonitoring(); }); // by a listener, from the monitor's own thread
     monitor.startMonitoring();
     write(folder() / "b", "");
     EXPECT_EQ(calls->next(), "created b");

@@ -83,7 +83,7 @@ protected:
         fs::create_directories(folder() / "held");
         const auto holding = std::make_shared<FileCalls>();
         const auto gate = std::make_shared<Gate>();
-        holding->then = [gate] { gate->pass(); };
+        holding->inEachCall([gate] { gate->pass(); });
         watcher->addListener(holding, fileOf(folder() / "held" / "file"));
         fs::create_directory(folder() / "held" / "file");
         gate->held.wait();
@@ -305,23 +305,23 @@ TEST_F(FileWatcherTest, ManyFilesOfADirectoryAreEachHeardOf) {
 
 TEST_F(FileWatcherTest, AListenerMayRegisterAndRemoveWhileItIsCalled) {
     const auto late = std::make_shared<FileCalls>();
-    calls->then = [&] {
-        calls->then = [] {};
+    const auto gate = std::make_shared<Gate>();
+    calls->inEachCall([=, this] {
+        calls->inEachCall([] {});
         watcher->removeListener(calls);
         watcher->addListener(late, fileOf(d() / "b.cfg"));
-    };
+        gate->held.count_down();
+    });
     write(d() / "a.cfg", "changed");
-    EXPECT_EQ(calls->next(), "content a.cfg");
-    for (std::string call = "nothing"; call == "nothing";) { // until its registration holds
-        write(d() / "b.cfg", "more", std::ios::app);
-        call = late->next();
-        EXPECT_EQ(call, "content b.cfg");
-    }
+    gate->held.wait();
+    write(d() / "b.cfg", "more", std::ios::app);
+    EXPECT_EQ(late->next(), "content b.cfg");
+    EXPECT_EQ(calls->until("content a.cfg"), Texts{});
 }
 
 TEST_F(FileWatcherTest, AnExceptionOfAListenerEndsTheThread) {
     const DebugCapture capture;
-    calls->then = [] { throw norq_std::NorqIllegalStateException(u"a listener's own"); };
+    calls->inEachCall([] { throw norq_std::NorqIllegalStateException(u"a listener's own"); });
     write(d() / "a.cfg", "changed");
     EXPECT_TRUE(watcher->join(longLimitMillis()));
     EXPECT_EQ(capture.count(u"terminated unexpectedly. Reason: a listener's own"), 1u);
@@ -329,7 +329,7 @@ TEST_F(FileWatcherTest, AnExceptionOfAListenerEndsTheThread) {
 
 TEST_F(FileWatcherTest, TheObjectMayGoWhileAListenerRuns) {
     const auto gate = std::make_shared<Gate>();
-    calls->then = [gate] { gate->pass(); };
+    calls->inEachCall([gate] { gate->pass(); });
     write(d() / "a.cfg", "changed");
     gate->held.wait();
     watcher.reset();

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace norqstd_test {
@@ -55,18 +56,33 @@ public:
         return all;
     }
 
+    /// Runs in each call from now on, behind its report.
+    void inEachCall(std::function<void()> newStep) {
+        const std::lock_guard guard(mutex);
+        step = std::move(newStep);
+    }
+
+protected:
+    void reportAndRun(const std::string& text) {
+        add(text);
+        std::function<void()> now; // which may put another in its place
+        {
+            const std::lock_guard guard(mutex);
+            now = step;
+        }
+        now();
+    }
+
 private:
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<std::string> texts;
+    std::function<void()> step = [] {};
 };
 
 /// Reports each call as "created NAME" and the like.
 class FileCalls : public norq_std::IFileListener, public Reports {
 public:
-    /// Runs in each call, behind its report.
-    std::function<void()> then = [] {};
-
     void onFileDeleted(const norq_std::File& file) override { report("deleted ", file); }
     void onFileCreated(const norq_std::File& file) override { report("created ", file); }
     void onFileAttributeChange(const norq_std::File& file) override { report("attributes ", file); }
@@ -74,9 +90,7 @@ public:
 
 private:
     void report(const std::string& what, const norq_std::File& file) {
-        add(what + norq_std::UtfUtils::utf16ToUtf8(file.getName()));
-        const auto step = then; // which may put another in its place
-        step();
+        reportAndRun(what + norq_std::UtfUtils::utf16ToUtf8(file.getName()));
     }
 };
 
