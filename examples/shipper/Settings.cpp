@@ -5,6 +5,7 @@
 #include "concurrency/AutoLock.h"
 #include "config/ConfigurationChangeEvent.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -24,6 +25,12 @@ constexpr const norq_std::WChar* FILES = u"files";
 /// The bytes that stand in the file, which is read as windows-1252, where every byte has a character.
 std::string bytesOf(const WString& text) { return norq_std::EncodingUtils::convertUnicodeToMbcs(text, 0); }
 
+/// A value without the blanks in front that a configuration keeps, as in "key = value".
+std::string trimmed(const WString& value) {
+    const std::string bytes = bytesOf(value);
+    return bytes.substr(std::min(bytes.find_first_not_of(" \t"), bytes.size()));
+}
+
 } // namespace
 
 /// Collects the changes of keys, on the file watcher's thread.
@@ -34,7 +41,7 @@ public:
         if (event.getEventType() == ConfigurationChangeEvent::Removed)
             text += " was removed";
         else
-            text += " is now '" + bytesOf(event.getValue()) + "'";
+            text += " is now '" + trimmed(event.getValue()) + "'";
         const AutoLock<Lock> guard(lock);
         texts.push_back(std::move(text));
         changed.signal();
@@ -61,7 +68,7 @@ LiveSettings::~LiveSettings() {
 }
 
 std::string LiveSettings::value(const WString& key, const WString& section) const {
-    return config ? bytesOf(config->getValue(key, section)) : std::string();
+    return config ? trimmed(config->getValue(key, section)) : std::string();
 }
 
 Settings LiveSettings::current() const {

@@ -354,7 +354,7 @@ TEST_F(AgentTest, settingsHoldFromTheMomentTheyAreWritten) {
     startAgent("[shipper]\nworkers=1\n" + output + "[files]\n" + a);
     untilShipped(1);
 
-    settings("workers=3\nmatch=yes\n" + output, a + b);
+    settings("workers = 3\nmatch = yes\n" + output, a + b);
     untilSaid("[shipper] workers is now '3'");
     untilSaid("[shipper] match is now 'yes'");
     untilSaid("[files] b is now '" + path("b") + "'");
