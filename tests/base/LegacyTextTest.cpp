@@ -202,9 +202,4 @@ TEST(LegacyTextTest, ReadsOptions) {
     EXPECT_EQ(2, NorqStd::OptionIndex);
 }
 
-TEST(LegacyTextTest, KeepsTheSubDirectory) {
-    NorqStd::SetAppSubDir("sub\\dir");
-    EXPECT_EQ(u"sub\\dir", WString(NorqStd::GetAppSubDir()));
-}
-
 } // namespace

@@ -22,7 +22,6 @@ namespace {
 using namespace std::string_literals;
 namespace fs = std::filesystem;
 using norq_std::WString;
-using NorqStd::SFilePath;
 using NorqStd::SWString;
 
 class LegacyFileTest : public norqstd_test::NothingLeft {
@@ -175,12 +174,6 @@ TEST(LegacyPathTest, SplitsPathsWithinTheirBuffers) {
     EXPECT_EQ(u"dir", WString(wide));
     NorqStd::DirName(wide, nullptr);
     EXPECT_EQ(u".", WString(wide));
-}
-
-TEST(LegacyPathTest, KeepsTheLibraryDirectory) {
-    NorqStd::SetNorqDir(SFilePath(u"/opt/norq", u'/'));
-    EXPECT_EQ(u"/opt/norq", WString(NorqStd::GetNorqDir()));
-    EXPECT_EQ(u'/', NorqStd::GetNorqDir().Separator());
 }
 
 } // namespace
