@@ -51,9 +51,11 @@ public:
     void setOrder(Endian newOrder);
 
     unsigned char get() {
-        if (position >= limit) [[unlikely]]
+        const std::uint32_t at = unsignedPosition();
+        if (at >= static_cast<std::uint32_t>(limit)) [[unlikely]]
             rejectGet();
-        return bytes[static_cast<std::size_t>(position++)];
+        position = static_cast<std::int32_t>(at + 1);
+        return bytes[at];
     }
     std::uint16_t getShort() { return getNext<std::uint16_t>(u"norq_std::ByteBuffer::getShort"); }
     std::uint32_t getInt() { return getNext<std::uint32_t>(u"norq_std::ByteBuffer::getInt"); }
@@ -80,9 +82,11 @@ public:
     std::shared_ptr<ByteArray> getByteArray(std::int32_t length);
 
     void put(unsigned char value) {
-        if (position >= limit) [[unlikely]]
+        const std::uint32_t at = unsignedPosition();
+        if (at >= static_cast<std::uint32_t>(limit)) [[unlikely]]
             rejectPut();
-        bytes[static_cast<std::size_t>(position++)] = value;
+        position = static_cast<std::int32_t>(at + 1);
+        bytes[at] = value;
     }
     void putShort(std::uint16_t value) { putNext(value, u"norq_std::ByteBuffer::putShort"); }
     void putInt(std::uint32_t value) { putNext(value, u"norq_std::ByteBuffer::putInt"); }
@@ -130,44 +134,47 @@ private:
         else
             return value;
     }
+    /// Never negative. A processor hands a value from its last store to a plain load at once, but not to one that
+    /// extends the sign.
+    std::uint32_t unsignedPosition() const { return static_cast<std::uint32_t>(position); }
     template <std::unsigned_integral T>
-    T load(std::int32_t at) const {
+    T load(std::uint32_t at) const {
         T value;
         std::memcpy(&value, bytes.get() + at, sizeof value);
         return ordered(value);
     }
     template <std::unsigned_integral T>
-    void store(std::int32_t at, T value) {
+    void store(std::uint32_t at, T value) {
         value = ordered(value);
         std::memcpy(bytes.get() + at, &value, sizeof value);
     }
     template <std::unsigned_integral T>
     T getNext(const WChar* function) {
-        constexpr auto size = static_cast<std::int32_t>(sizeof(T));
-        const std::int32_t at = position;
-        if (limit - at < size) [[unlikely]]
+        constexpr std::uint32_t size = sizeof(T);
+        const std::uint32_t at = unsignedPosition();
+        if (static_cast<std::uint32_t>(limit) - at < size) [[unlikely]]
             rejectGet(size, function);
-        position = at + size;
+        position = static_cast<std::int32_t>(at + size);
         return load<T>(at);
     }
     template <std::unsigned_integral T>
     void putNext(T value, const WChar* function) {
-        constexpr auto size = static_cast<std::int32_t>(sizeof(T));
-        const std::int32_t at = position;
-        if (limit - at < size) [[unlikely]]
+        constexpr std::uint32_t size = sizeof(T);
+        const std::uint32_t at = unsignedPosition();
+        if (static_cast<std::uint32_t>(limit) - at < size) [[unlikely]]
             rejectPut(size, function);
-        position = at + size;
+        position = static_cast<std::int32_t>(at + size);
         store(at, value);
     }
     template <std::unsigned_integral T>
     T getAt(std::int32_t index, const WChar* function) const {
         checkIndex(index, sizeof(T), function);
-        return load<T>(index);
+        return load<T>(static_cast<std::uint32_t>(index));
     }
     template <std::unsigned_integral T>
     void putAt(std::int32_t index, T value, const WChar* function) {
         checkIndex(index, sizeof(T), function);
-        store(index, value);
+        store(static_cast<std::uint32_t>(index), value);
     }
     void checkIndex(std::int32_t index, std::size_t size, const WChar* function) const {
         const std::int32_t last = limit - static_cast<std::int32_t>(size);
