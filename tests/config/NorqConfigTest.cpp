@@ -238,7 +238,7 @@ TEST_F(NorqConfigTest, IsNotCalledAfterItsEnd) {
     norqstd_test::FileCalls listener;
     norq_std_internal::ConfigFileRelay relay(listener);
     const norq_std::File file(u"C:\\a.cfg");
-    listener.then = [&relay] { relay.detach(); }; // from inside a call too
+    listener.inEachCall([&relay] { relay.detach(); }); // from inside a call too
     relay.onFileAttributeChange(file);
     relay.onFileContentChange(file);
     listener.add("end");
