@@ -58,15 +58,16 @@ void Agent::run() {
     output->flush();
 }
 
+/// The output first: what is told of the rest, such as a file that is followed from now on, then holds for it too.
 void Agent::apply(const Settings& next) {
+    const std::string outputBefore = current.output;
+    const int error = next.output == outputBefore ? 0 : output->switchTo(next.output);
     if (next.match != current.match)
         filter->setText(textOf(next.match));
     if (next.workers != current.workers)
         setWorkers(next.workers);
     if (next.files != current.files)
         follower->setFiles(next.files);
-    const std::string outputBefore = current.output;
-    const int error = next.output == outputBefore ? 0 : output->switchTo(next.output);
     current = next;
     if (error != 0) {
         Console::say("settings: cannot write " + next.output + ": " + std::generic_category().message(error));
