@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -41,13 +42,13 @@ public:
     std::size_t size() const { return lines.size() - removed; }
 
     /// About how many units the lines have as text.
-    std::size_t estimateSize() const { return units.size() + 3 * lines.size(); }
+    std::size_t estimateSize() const { return units.size(); }
 
     bool contains(std::u16string_view key) const { return find(key) != NONE; }
     /// The value of the key, with null data if it is not there.
     std::u16string_view value(std::u16string_view key) const {
-        const std::uint32_t number = find(key);
-        return number == NONE ? std::u16string_view() : valueOf(lines[number]);
+        const std::uint32_t place = find(key);
+        return place == NONE ? std::u16string_view() : lineAt(place).text;
     }
     /// Sets the value of the key where it stands, or adds a line. The key is not empty.
     void put(std::u16string_view key, std::u16string_view value);
@@ -57,46 +58,57 @@ public:
 
     template <class F>
     void forEach(F visit) const {
-        for (const Record& line : lines)
-            if (!line.isRemoved())
-                visit(Line{keyOf(line), valueOf(line)});
+        for (const std::uint32_t place : lines)
+            if (place != NONE)
+                visit(lineAt(place));
     }
 
 private:
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
 
-    /// A line's key and, right behind it, its text.
-    struct Record {
-        std::uint32_t offset;
-        std::uint32_t keyLength; // NONE if the line was removed
+    /// Stands in the buffer before the key and the text of a line, so that whoever finds one has them all.
+    struct Header {
+        std::uint32_t number; // of the line
+        std::uint32_t keyLength;
         std::uint32_t textLength;
-
-        bool isRemoved() const { return keyLength == NONE; }
     };
+    static constexpr std::size_t HEADER_UNITS = sizeof(Header) / sizeof(norq_std::WChar);
+
     struct Slot {
         std::uint32_t hash;
-        std::uint32_t line; // NONE if the slot is free
+        std::uint32_t place; // NONE if the slot is free
     };
 
-    std::u16string_view keyOf(const Record& line) const { return {units.data() + line.offset, line.keyLength}; }
-    std::u16string_view valueOf(const Record& line) const {
-        return {units.data() + line.offset + line.keyLength, line.textLength};
+    Header headerAt(std::uint32_t place) const {
+        Header header;
+        std::memcpy(&header, units.data() + place, sizeof header);
+        return header;
+    }
+    void setHeader(std::uint32_t place, const Header& header) {
+        std::memcpy(units.data() + place, &header, sizeof header);
+    }
+    Line lineAt(std::uint32_t place) const {
+        const Header header = headerAt(place);
+        const norq_std::WChar* const key = units.data() + place + HEADER_UNITS;
+        return {{key, header.keyLength}, {key + header.keyLength, header.textLength}};
     }
 
     std::uint32_t find(std::u16string_view key) const;
-    std::uint32_t find(std::u16string_view key, std::uint32_t hash) const;
-    std::uint32_t store(std::u16string_view key, std::u16string_view text);
-    void change(Record& line, std::u16string_view value);
-    void addLine(std::u16string_view key, std::u16string_view text);
-    void addSlot(std::uint32_t hash, std::uint32_t line);
-    void removeSlot(std::uint32_t line);
+    /// The slot of the key, or the free one where it belongs. There is an index.
+    std::size_t findSlot(std::u16string_view key, std::uint32_t hash) const;
+    std::size_t findFree(std::uint32_t hash) const;
+    /// Puts a value in the place of another, and returns the place of the line, which may be a new one.
+    std::uint32_t change(std::uint32_t place, std::u16string_view value);
+    std::uint32_t addLine(std::u16string_view key, std::u16string_view text);
+    std::uint32_t store(std::uint32_t number, std::u16string_view key, std::u16string_view text);
+    void removeSlot(std::size_t hole);
     void makeIndex(std::size_t keys);
     /// Clears away what is not used any more once that is half of everything.
     void tidy();
 
     std::vector<norq_std::WChar> units;
-    std::vector<Record> lines;
-    std::vector<Slot> index; // open addressing, a power of two; empty while there are few keys
+    std::vector<std::uint32_t> lines; // the places in order, NONE for a line that was removed
+    std::vector<Slot> index;          // open addressing, a power of two; empty while there are few keys
     std::size_t keyCount = 0;
     std::size_t removed = 0;     // of `lines`
     std::size_t unusedUnits = 0; // of `units`

@@ -11,7 +11,7 @@ namespace norq_std_internal {
 namespace {
 
 constexpr std::size_t FEW_KEYS = 8; // are searched faster than they are hashed
-constexpr std::size_t FIRST_UNITS = 128;
+constexpr std::size_t FIRST_UNITS = 256;
 constexpr std::size_t TIDY_UNITS = 4096;
 constexpr std::size_t TIDY_LINES = 32;
 
@@ -32,9 +32,10 @@ void LineList::swap(LineList& other) noexcept {
 
 void LineList::put(std::u16string_view key, std::u16string_view value) {
     if (index.empty()) {
-        if (const std::uint32_t number = find(key); number != NONE)
-            change(lines[number], value);
-        else {
+        if (const std::uint32_t place = find(key); place != NONE) {
+            change(place, value);
+            tidy();
+        } else {
             addLine(key, value);
             if (++keyCount > FEW_KEYS)
                 makeIndex(keyCount);
@@ -42,28 +43,35 @@ void LineList::put(std::u16string_view key, std::u16string_view value) {
         return;
     }
     const std::uint32_t hash = hashOf(key);
-    if (const std::uint32_t number = find(key, hash); number != NONE) {
-        change(lines[number], value);
+    std::size_t slot = findSlot(key, hash);
+    if (const std::uint32_t place = index[slot].place; place != NONE) {
+        index[slot].place = change(place, value);
+        tidy();
         return;
     }
-    if ((keyCount + 1) * 3 > index.size() * 2)
+    if ((keyCount + 1) * 3 > index.size() * 2) {
         makeIndex(keyCount + 1);
-    addLine(key, value);
-    addSlot(hash, static_cast<std::uint32_t>(lines.size() - 1));
+        slot = findFree(hash);
+    }
+    index[slot] = {hash, addLine(key, value)};
     ++keyCount;
 }
 
 void LineList::addComment(std::u16string_view comment) { addLine({}, comment); }
 
 bool LineList::remove(std::u16string_view key) {
-    const std::uint32_t number = find(key);
-    if (number == NONE)
+    std::uint32_t place = NONE;
+    if (index.empty()) {
+        place = find(key);
+    } else if (const std::size_t slot = findSlot(key, hashOf(key)); index[slot].place != NONE) {
+        place = index[slot].place;
+        removeSlot(slot);
+    }
+    if (place == NONE)
         return false;
-    if (!index.empty())
-        removeSlot(number);
-    Record& line = lines[number];
-    unusedUnits += line.keyLength + line.textLength;
-    line.keyLength = NONE;
+    const Header header = headerAt(place);
+    lines[header.number] = NONE;
+    unusedUnits += HEADER_UNITS + header.keyLength + header.textLength;
     ++removed;
     --keyCount;
     tidy();
@@ -74,99 +82,95 @@ void LineList::clear() { LineList().swap(*this); }
 
 std::uint32_t LineList::find(std::u16string_view key) const {
     if (!index.empty())
-        return find(key, hashOf(key));
+        return index[findSlot(key, hashOf(key))].place;
     if (!key.empty())
-        for (std::size_t i = 0; i < lines.size(); ++i)
-            if (lines[i].keyLength == key.size() && isSame(keyOf(lines[i]), key))
-                return static_cast<std::uint32_t>(i);
+        for (const std::uint32_t place : lines)
+            if (place != NONE && isSame(lineAt(place).key, key))
+                return place;
     return NONE;
 }
 
-std::uint32_t LineList::find(std::u16string_view key, std::uint32_t hash) const {
+std::size_t LineList::findSlot(std::u16string_view key, std::uint32_t hash) const {
     const std::size_t mask = index.size() - 1;
-    for (std::size_t i = hash & mask; index[i].line != NONE; i = (i + 1) & mask)
-        if (index[i].hash == hash && isSame(keyOf(lines[index[i].line]), key))
-            return index[i].line;
-    return NONE;
+    std::size_t slot = hash & mask;
+    while (index[slot].place != NONE && (index[slot].hash != hash || !isSame(lineAt(index[slot].place).key, key)))
+        slot = (slot + 1) & mask;
+    return slot;
 }
 
-std::uint32_t LineList::store(std::u16string_view key, std::u16string_view text) {
-    if (units.size() + key.size() + text.size() >= NONE)
+std::size_t LineList::findFree(std::uint32_t hash) const {
+    const std::size_t mask = index.size() - 1;
+    std::size_t slot = hash & mask;
+    while (index[slot].place != NONE)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+std::uint32_t LineList::store(std::uint32_t number, std::u16string_view key, std::u16string_view text) {
+    const std::size_t place = units.size();
+    const std::size_t end = place + HEADER_UNITS + key.size() + text.size();
+    if (end >= NONE)
         throw std::length_error("LineList");
-    const auto offset = static_cast<std::uint32_t>(units.size());
+    if (end > units.capacity())
+        units.reserve(std::max({end, units.capacity() * 2, FIRST_UNITS}));
+    units.resize(place + HEADER_UNITS);
+    setHeader(static_cast<std::uint32_t>(place),
+              {number, static_cast<std::uint32_t>(key.size()), static_cast<std::uint32_t>(text.size())});
     units.insert(units.end(), key.begin(), key.end());
     units.insert(units.end(), text.begin(), text.end());
-    return offset;
+    return static_cast<std::uint32_t>(place);
 }
 
-void LineList::change(Record& line, std::u16string_view value) {
-    if (value.size() <= line.textLength) {
-        unusedUnits += line.textLength - value.size();
-        std::copy(value.begin(), value.end(), units.begin() + line.offset + line.keyLength);
-        line.textLength = static_cast<std::uint32_t>(value.size());
-        return;
+std::uint32_t LineList::change(std::uint32_t place, std::u16string_view value) {
+    Header header = headerAt(place);
+    if (value.size() <= header.textLength) {
+        unusedUnits += header.textLength - value.size();
+        header.textLength = static_cast<std::uint32_t>(value.size());
+        setHeader(place, header);
+        std::copy(value.begin(), value.end(), units.begin() + place + HEADER_UNITS + header.keyLength);
+        return place;
     }
-    const std::size_t length = line.keyLength + value.size();
-    if (units.size() + length >= NONE)
-        throw std::length_error("LineList");
-    const auto moved = static_cast<std::uint32_t>(units.size());
-    units.resize(units.size() + length);
-    std::copy_n(units.begin() + line.offset, line.keyLength, units.begin() + moved);
-    std::copy(value.begin(), value.end(), units.begin() + moved + line.keyLength);
-    unusedUnits += line.keyLength + line.textLength;
-    line.offset = moved;
-    line.textLength = static_cast<std::uint32_t>(value.size());
-    tidy();
+    const std::u16string key(lineAt(place).key); // the buffer may move
+    const std::uint32_t moved = store(header.number, key, value);
+    unusedUnits += HEADER_UNITS + header.keyLength + header.textLength;
+    return lines[header.number] = moved;
 }
 
-void LineList::addLine(std::u16string_view key, std::u16string_view text) {
-    if (lines.size() + 1 >= NONE)
-        throw std::length_error("LineList");
-    if (lines.empty()) { // not by one, two, four
-        lines.reserve(FEW_KEYS);
-        units.reserve(FIRST_UNITS);
-    }
-    lines.push_back(
-        {store(key, text), static_cast<std::uint32_t>(key.size()), static_cast<std::uint32_t>(text.size())});
+std::uint32_t LineList::addLine(std::u16string_view key, std::u16string_view text) {
+    if (lines.empty())
+        lines.reserve(FEW_KEYS); // not by one, two, four
+    const std::uint32_t place = store(static_cast<std::uint32_t>(lines.size()), key, text);
+    lines.push_back(place);
+    return place;
 }
 
-void LineList::addSlot(std::uint32_t hash, std::uint32_t line) {
-    const std::size_t mask = index.size() - 1;
-    std::size_t i = hash & mask;
-    while (index[i].line != NONE)
-        i = (i + 1) & mask;
-    index[i] = {hash, line};
-}
-
-void LineList::removeSlot(std::uint32_t line) {
-    const std::size_t mask = index.size() - 1;
-    std::size_t hole = hashOf(keyOf(lines[line])) & mask;
-    while (index[hole].line != line)
-        hole = (hole + 1) & mask;
+void LineList::removeSlot(std::size_t hole) {
     // Slots behind the hole move up to it where their search would pass it.
-    for (std::size_t i = (hole + 1) & mask; index[i].line != NONE; i = (i + 1) & mask)
+    const std::size_t mask = index.size() - 1;
+    for (std::size_t i = (hole + 1) & mask; index[i].place != NONE; i = (i + 1) & mask)
         if (((i - index[i].hash) & mask) >= ((i - hole) & mask)) {
             index[hole] = index[i];
             hole = i;
         }
-    index[hole].line = NONE;
+    index[hole].place = NONE;
 }
 
 void LineList::makeIndex(std::size_t keys) {
     std::size_t slots = 4 * FEW_KEYS;
-    while (slots < keys * 3)
+    while (slots * 2 < keys * 3)
         slots *= 2;
     std::vector<Slot> old(slots, Slot{0, NONE});
     old.swap(index);
-    if (!old.empty()) {
-        for (const Slot& slot : old)
-            if (slot.line != NONE)
-                addSlot(slot.hash, slot.line);
+    for (const Slot& slot : old)
+        if (slot.place != NONE)
+            index[findFree(slot.hash)] = slot;
+    if (!old.empty())
         return;
-    }
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        if (!lines[i].isRemoved() && lines[i].keyLength != 0)
-            addSlot(hashOf(keyOf(lines[i])), static_cast<std::uint32_t>(i));
+    for (const std::uint32_t place : lines)
+        if (place != NONE && !lineAt(place).key.empty()) {
+            const std::uint32_t hash = hashOf(lineAt(place).key);
+            index[findFree(hash)] = {hash, place};
+        }
 }
 
 void LineList::tidy() {

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <list>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -179,6 +182,43 @@ TEST(ConfigurationTest, CopiesAreDeep) {
     renamed.setKey(u"b");
     section.appendElement(renamed);
     EXPECT_TRUE(section.getValue(u"b") == u"5" && section.getSize() == 2);
+}
+
+TEST(ConfigurationSectionTest, HoldsManyLinesThroughRandomChanges) {
+    std::mt19937 random(5);
+    ConfigurationSection section(u"s");
+    std::list<std::pair<WString, WString>> expected; // a comment has no key
+    const auto find = [&](const WString& key) {
+        return std::find_if(expected.begin(), expected.end(), [&](const auto& line) { return line.first == key; });
+    };
+    for (int step = 0; step < 20'000; ++step) {
+        const unsigned keys = step / 5000 % 2 == 0 ? 300 : 3000; // the list grows and shrinks
+        const WString key = u"k" + WString(1, static_cast<char16_t>(u'!' + random() % keys)) + u"e";
+        const WString text(random() % 40, u'v');
+        const auto present = find(key);
+        if (random() % 8 == 0) {
+            section.appendElement(ConfigurationElement(text));
+            expected.emplace_back(WString(), text);
+        } else if (random() % 8 < 3) {
+            ASSERT_EQ(present != expected.end(), section.removeKeyValue(key));
+            if (present != expected.end())
+                expected.erase(present);
+        } else {
+            section.setValue(key, text);
+            if (present == expected.end())
+                expected.emplace_back(key, text);
+            else
+                present->second = text;
+            ASSERT_EQ(text, section.getValue(key));
+        }
+        ASSERT_EQ(expected.size(), section.getSize());
+    }
+    Configuration configuration;
+    configuration.addSection(section);
+    std::vector<WString> lines{u"[]", u"[s]"};
+    for (const auto& [key, text] : expected)
+        lines.push_back(!key.empty() ? key + u"=" + text : text.empty() ? text : u"#" + text);
+    EXPECT_EQ(lines, linesOf(configuration));
 }
 
 TEST(ConfigurationTest, IsSharedByThreads) {

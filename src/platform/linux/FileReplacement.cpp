@@ -21,11 +21,10 @@ namespace {
 class NewFile {
 public:
     explicit NewFile(const std::string& targetPath)
-        : target(targetPath)
-        , stem(target) {
+        : target(targetPath) {
         const std::size_t name = target.rfind('/') + 1;
-        stem.insert(name, ".");
-        const std::string directory = name == 0 ? "." : target.substr(0, name);
+        const std::string directory = name == 0 ? "./" : target.substr(0, name);
+        stem.append(directory).append(".").append(target, name);
         fd = open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
         if (fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT)) {
             named = stem + ".XXXXXX";
