@@ -6,6 +6,7 @@
 #include "stream/ByteArray.h"
 #include "stream/ByteBuffer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

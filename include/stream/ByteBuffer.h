@@ -177,9 +177,8 @@ private:
         store(static_cast<std::uint32_t>(index), value);
     }
     void checkIndex(std::int32_t index, std::size_t size, const WChar* function) const {
-        const std::int32_t last = limit - static_cast<std::int32_t>(size);
-        if (index < 0 || index > last) [[unlikely]]
-            rejectIndex(index, last, function);
+        if (static_cast<std::uint32_t>(index) + std::uint64_t{size} > static_cast<std::uint32_t>(limit)) [[unlikely]]
+            rejectIndex(index, limit - static_cast<std::int32_t>(size), function);
     }
 
     // Each repeats the check that failed and throws what the operation is to throw.
