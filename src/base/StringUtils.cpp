@@ -1,6 +1,7 @@
 #include "base/StringUtils.h"
 
 #include "base/WideChar.h"
+#include "internal/Trim.h"
 
 #include <algorithm>
 #include <limits>
@@ -10,6 +11,8 @@
 
 namespace norq_std {
 
+using norq_std_internal::trimmed;
+
 namespace {
 
 struct SizeUnit {
@@ -18,14 +21,6 @@ struct SizeUnit {
 };
 
 constexpr SizeUnit SIZE_UNITS[] = {{u"GB", 1073741824.0}, {u"MB", 1048576.0}, {u"KB", 1024.0}};
-
-std::u16string_view trimmed(std::u16string_view text) {
-    while (!text.empty() && WideChar::isSpace(text.back()))
-        text.remove_suffix(1);
-    while (!text.empty() && WideChar::isSpace(text.front()))
-        text.remove_prefix(1);
-    return text;
-}
 
 /// The number at the start of the text, as a stream extracts it.
 bool extract(std::u16string_view text, double& number) {
@@ -61,8 +56,7 @@ bool StringUtils::isDigits(const WString& text) { return std::ranges::all_of(tex
 bool StringUtils::isHexadecimal(const WString& text) { return std::ranges::all_of(text, WideChar::isAsciiHexDigit); }
 
 WString StringUtils::trimString(WString& text) {
-    while (!text.empty() && WideChar::isSpace(text.back()))
-        text.pop_back();
+    text.resize(norq_std_internal::trimmedRight(text).size());
     return text;
 }
 
