@@ -8,6 +8,7 @@
 #include "support/FileCalls.h"
 #include "support/NothingLeft.h"
 
+#include <atomic>
 #include <future>
 #include <latch>
 #include <memory>
@@ -213,22 +214,24 @@ TEST_F(NorqConfigTest, GoesOnUnwatchedWhereNothingCanBeWatched) {
 
 TEST_F(NorqConfigTest, WaitsAtItsEndForAReloadThatRuns) {
     open("a=1\n");
-    const auto held = std::make_shared<std::latch>(1);
-    const auto release = std::make_shared<std::latch>(1);
-    events->then = [held, release] {
-        held->count_down();
-        release->wait();
+    std::latch held(1);
+    std::latch release(1);
+    std::atomic<bool> gone{false};
+    events->then = [&, calls = 0]() mutable {
+        if (calls++ == 0) {
+            held.count_down();
+            release.wait();
+        }
+        EXPECT_FALSE(gone);
     };
     replace("a=2\nb=3\n");
-    held->wait();
-    std::atomic<bool> gone{false};
+    held.wait();
     std::thread end([&] {
         config.reset();
         gone = true;
     });
     EXPECT_FALSE(gone);
-    events->then = [&gone] { EXPECT_FALSE(gone); };
-    release->count_down();
+    release.count_down();
     end.join();
     EXPECT_EQ("Changed [] a=2", events->next());
     EXPECT_EQ("Added [] b=3", events->next());
