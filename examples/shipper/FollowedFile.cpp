@@ -22,7 +22,6 @@ constexpr std::size_t REMEMBERED_BYTES = 128;
 } // namespace
 
 // ---- an open file
-// ----------------------------------------------------------------------------------------------------
 
 FollowedFile::Reading::Reading(int opened, const std::shared_ptr<const norq_std::WString>& source, BatchQueue& queue)
     : descriptor(opened)
@@ -69,7 +68,6 @@ void FollowedFile::Reading::drain() {
 }
 
 // ---- the path
-// --------------------------------------------------------------------------------------------------------
 
 FollowedFile::FollowedFile(std::string filePath, BatchQueue& batches)
     : path(std::move(filePath))

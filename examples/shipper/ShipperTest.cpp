@@ -236,7 +236,6 @@ TEST_F(ShipperTest, anInterruptShipsWhatWasReadAndEndsWithTheSummary) {
 }
 
 // ---- the agent
-// -------------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -72,7 +72,6 @@ CFileWatchdog::~CFileWatchdog() {
 }
 
 // ---- settings
-// --------------------------------------------------------------------------------------------------------
 
 int CFileWatchdog::SetDirectory(const SWString& newDirectory) {
     platform::FileStatus status;
@@ -143,7 +142,6 @@ std::uint32_t CFileWatchdog::GetFilter() const {
 }
 
 // ---- events
-// ----------------------------------------------------------------------------------------------------------
 
 int CFileWatchdog::GetFileEvent(CWatchdogEvent& out) {
     const AutoLock<Lock> guard(lock);
@@ -217,7 +215,6 @@ bool CFileWatchdog::GetInitFlag() const {
 }
 
 // ---- start and stop
-// --------------------------------------------------------------------------------------------------
 
 int CFileWatchdog::StartWatching() {
     NORQ_LOG_FUNCTION_CALL(u"NorqStd::CFileWatchdog::StartWatching");
@@ -279,7 +276,6 @@ int CFileWatchdog::Abandon() {
 }
 
 // ---- the thread
-// ------------------------------------------------------------------------------------------------------
 
 void CFileWatchdog::MonitorThread() {
     while (!IsShutdown() && (GetWatchingFlag() ? Watch() : Idle())) {

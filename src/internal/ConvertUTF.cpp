@@ -73,7 +73,6 @@ bool put(std::uint32_t value, unsigned char*& out, const unsigned char* outEnd) 
 }
 
 // ---- from UTF-8
-// ------------------------------------------------------------------------------------------------------
 
 std::size_t trailingBytes(unsigned char lead) {
     return lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF8 ? 3 : lead < 0xFC ? 4 : 5;
@@ -108,7 +107,6 @@ Fault utf8ToUnits(const unsigned char* in, const unsigned char* end, Unit*& out,
 }
 
 // ---- from UTF-16
-// -----------------------------------------------------------------------------------------------------
 
 /// The value at `in`, which moves behind it; a fault leaves it where it is.
 Fault readUtf16(const char16_t*& in, const char16_t* end, bool strict, std::uint32_t& value) {
@@ -156,7 +154,6 @@ Fault utf16ToUtf32Units(const char16_t* in, const char16_t* end, bool strict, ch
 }
 
 // ---- from UTF-32
-// -----------------------------------------------------------------------------------------------------
 
 Fault utf32ToUtf8Units(const char32_t* in, const char32_t* end, bool strict, unsigned char*& out,
                        unsigned char* outEnd) {

@@ -29,7 +29,6 @@ static_assert(EveryType == 0x1570018);
 } // namespace
 
 // ---- listeners
-// -------------------------------------------------------------------------------------------------------
 
 void FileEventListeners::add(const Listener& listener) {
     const AutoLock<Lock> guard(lock);
@@ -63,7 +62,6 @@ void FileEventListeners::notify(Operation operation, const WString& directory, c
 }
 
 // ---- the thread
-// ------------------------------------------------------------------------------------------------------
 
 FileMonitorImpl::State::State(std::shared_ptr<FileEventListeners> monitorListeners)
     : listeners(std::move(monitorListeners))

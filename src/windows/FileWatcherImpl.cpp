@@ -77,7 +77,6 @@ struct FileWatcherImpl::Notification {
 };
 
 // ---- keys
-// ------------------------------------------------------------------------------------------------------------
 
 FileWatcherImpl::WatchedPath::WatchedPath(const File& watched)
     : file(watched)
@@ -97,7 +96,6 @@ FileWatcherImpl::Files::iterator FileWatcherImpl::DirectoryInfo::find(std::u16st
 }
 
 // ---- the object
-// ------------------------------------------------------------------------------------------------------
 
 FileWatcherImpl::FileWatcherImpl()
     : Thread(u"norq_std::FileWatcherImpl")
@@ -131,7 +129,6 @@ void FileWatcherImpl::run() {
 }
 
 // ---- registrations
-// ---------------------------------------------------------------------------------------------------
 
 FileWatcherImpl::State::State()
     : group(std::make_unique<platform::DirectoryChangeGroup>())
@@ -197,7 +194,6 @@ void FileWatcherImpl::State::removeListener(const ListenerPtr& listener) {
 }
 
 // ---- the thread
-// ------------------------------------------------------------------------------------------------------
 
 void FileWatcherImpl::State::run() {
     while (waitForDirectories())

@@ -101,7 +101,6 @@ std::u16string adviceFor(int error) {
 } // namespace
 
 // ---- groups
-// ----------------------------------------------------------------------------------------------------------
 
 std::shared_ptr<ChangeHub> ChangeGroupSource::attach(std::u16string& advice) {
     const std::lock_guard guard(mutex);
@@ -140,7 +139,6 @@ void ChangeGroupSource::ready(std::span<const pollfd> descriptors) {
 }
 
 // ---- the hub
-// ---------------------------------------------------------------------------------------------------------
 
 std::shared_ptr<ChangeHub> ChangeHub::get(std::u16string& advice) {
     static std::mutex& mutex = *new std::mutex;
@@ -201,7 +199,6 @@ bool ChangeHub::next(Record& record, Change& change) {
 }
 
 // ---- following a path
-// ------------------------------------------------------------------------------------------------
 
 /// Leaves the error of a walk that was not complete in `errno`. The old watches go last, so that what stayed the same
 /// stays watched all along.
@@ -360,14 +357,17 @@ void ChangeHub::narrow(int watchNumber, Watch& watch) {
     if (mask == 0 || mask == watch.mask)
         return;
     const int number = ::inotify_add_watch(inotify.get(), watch.path.c_str(), mask);
-    if (number == watchNumber)
+    if (number == watchNumber) {
         watch.mask = mask;
-    else if (number >= 0 && !watches.contains(number)) // the path leads elsewhere by now
-        ::inotify_rm_watch(inotify.get(), number);
+    } else if (number >= 0) { // the path leads elsewhere by now
+        if (const auto other = watches.find(number); other != watches.end())
+            ::inotify_add_watch(inotify.get(), watch.path.c_str(), other->second.mask);
+        else
+            ::inotify_rm_watch(inotify.get(), number);
+    }
 }
 
 // ---- notifications
-// ---------------------------------------------------------------------------------------------------
 
 void ChangeHub::collect(bool mountsChanged) {
     const CancellationShield shield;
