@@ -27,7 +27,7 @@ class NORQSTD_EXPORT StaticLog {
 public:
     StaticLog() = delete;
 
-    /// Starts the log of the process from <moduleName>.cfg in the configuration folder, which `Paths` has under "System
+    /// Starts the log of the process from `moduleName`.cfg in the configuration folder, which `Paths` has under "System
     /// Config Path Key", else in ../config. A second call does nothing. Whatever is wrong with the file leaves less
     /// logging, and a line on the debugger channel.
     static void initInstance(const WString& moduleName);

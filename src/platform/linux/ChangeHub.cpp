@@ -64,7 +64,10 @@ std::deque<std::string> elementsOf(std::string_view path) {
 }
 
 std::string entryOf(const std::string& directory, const std::string& name) {
-    return directory == "/" ? "/" + name : directory + "/" + name;
+    std::string entry = directory;
+    if (entry != "/")
+        entry += '/';
+    return entry += name;
 }
 
 std::string parentOf(const std::string& directory) {
