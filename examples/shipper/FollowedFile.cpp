@@ -23,16 +23,16 @@ constexpr std::size_t REMEMBERED_BYTES = 128;
 
 // ---- an open file
 
-FollowedFile::Reading::Reading(int opened, const std::shared_ptr<const norq_std::WString>& source, BatchQueue& queue)
+FollowedFile::Reading::Reading(int opened, const std::shared_ptr<const norq_std::WString>& source, BatchQueue& batches)
     : descriptor(opened)
-    , lines(source, queue) {}
+    , lines(source, batches) {}
 
 FollowedFile::Reading::~Reading() { close(descriptor); }
 
-bool FollowedFile::Reading::isAt(const std::string& path) const {
+bool FollowedFile::Reading::isAt(const std::string& name) const {
     struct stat there {};
     struct stat own {};
-    return stat(path.c_str(), &there) == 0 && fstat(descriptor, &own) == 0 && there.st_dev == own.st_dev &&
+    return stat(name.c_str(), &there) == 0 && fstat(descriptor, &own) == 0 && there.st_dev == own.st_dev &&
            there.st_ino == own.st_ino;
 }
 

@@ -40,7 +40,7 @@ private:
         Reading(int opened, const std::shared_ptr<const norq_std::WString>& source, BatchQueue& queue);
         ~Reading();
 
-        bool isAt(const std::string& path) const;
+        bool isAt(const std::string& name) const;
         bool wasTruncated() const;
         bool isEmpty() const;
         void restart();

@@ -299,7 +299,7 @@ std::int32_t GetConfigSectionList(std::vector<SWString>& sections, const SWStrin
         return -1;
     for (SWString line; reader.next(line);)
         if (SectionReader::isHead(line))
-            sections.push_back(line.substr(1, line.size() - 2));
+            sections.emplace_back(line.substr(1, line.size() - 2));
     return static_cast<std::int32_t>(sections.size());
 }
 

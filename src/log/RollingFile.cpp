@@ -259,9 +259,9 @@ void RollingFile::updateIndex() {
     const File replacement(indexFile.getPath() + u".new");
     if (!FileUtils::writeFileContent(replacement.getPath(), *config.getSerializer()->serialize(config)) ||
         !replacement.renameTo(indexFile)) {
-        const NorqIOException failure(u"Unable to replace index file: " + ErrorUtils::getLastErrorDescription());
+        const WString reason = ErrorUtils::getLastErrorDescription();
         replacement.remove();
-        throw failure;
+        throw NorqIOException(u"Unable to replace index file: " + reason);
     }
     index = next;
 }

@@ -26,7 +26,7 @@ public:
     StaticLogConfig();
     StaticLogConfig(const StaticLogConfig&) = delete;
     StaticLogConfig& operator=(const StaticLogConfig&) = delete;
-    virtual ~StaticLogConfig();
+    ~StaticLogConfig() override;
 
     void onConfigChange(const ConfigurationChangeEvent& event) override;
 

@@ -35,7 +35,7 @@ std::shared_ptr<T> makeInstance(const WString& className, const Configurable::Pr
     T* const object = dynamic_cast<T*>(made.get());
     if (object == nullptr)
         throw NorqObjectNotFoundException(u"Could not find class for name: " + className);
-    made.release();
+    static_cast<void>(made.release());
     return std::shared_ptr<T>(object);
 }
 

@@ -134,15 +134,6 @@ WString StaticLogInstance::getModuleName() {
     return name == nullptr ? WString() : *name;
 }
 
-StaticLogPtr& StaticLogPtr::operator=(StaticLogPtr&& source) {
-    if (this != &source) {
-        reset();
-        held = source.release();
-    }
-    return *this;
-}
-
-// The locks are held from one call to the next.
 void StaticLogPtr::reset(StaticLogInstance* log) NORQ_NO_THREAD_SAFETY_ANALYSIS {
     Lock& pointerLock = *StaticLogInstance::singletonLock.load(std::memory_order_acquire);
     if (held != nullptr) {

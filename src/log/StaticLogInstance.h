@@ -63,8 +63,12 @@ public:
         : held(source.release()) {}
     StaticLogPtr(StaticLogPtr&& source) noexcept
         : held(source.release()) {}
-    StaticLogPtr& operator=(StaticLogPtr& source) { return *this = std::move(source); }
-    StaticLogPtr& operator=(StaticLogPtr&& source);
+    StaticLogPtr& operator=(StaticLogPtr& source) noexcept {
+        StaticLogPtr taken(source); // lets go of what was held here
+        std::swap(held, taken.held);
+        return *this;
+    }
+    StaticLogPtr& operator=(StaticLogPtr&& source) noexcept { return *this = source; }
     virtual ~StaticLogPtr() { reset(); }
 
     /// Lets go of what it holds, and then takes the locks of this one.

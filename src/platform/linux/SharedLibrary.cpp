@@ -16,7 +16,7 @@ void* loadLibrary(const WString& path, WString& reason) {
     void* const module = dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module != nullptr)
         return module;
-    const char* const text = dlerror();
+    const char* const text = dlerror(); // NOLINT(concurrency-mt-unsafe): this thread's own in the C library
     reason = text == nullptr ? WString() : toWide(text);
     // The loader gives no number, and its words are the same for a file and for a library that the file needs.
     setLastError(access(native.c_str(), F_OK) != 0 ? FileNotFound : BadLibrary);

@@ -93,7 +93,7 @@ std::string resolverDomain() {
 bool environmentVariable(std::u16string_view name, std::u16string& value) {
     const std::string key = toUtf8(name);
     const std::lock_guard<std::mutex> guard(environmentMutex());
-    const char* const found = std::getenv(key.c_str());
+    const char* const found = std::getenv(key.c_str()); // NOLINT(concurrency-mt-unsafe): under the mutex
     if (found != nullptr)
         value = toWide(found);
     return found != nullptr;
@@ -109,7 +109,9 @@ bool putEnvironment(std::u16string_view assignment) {
     const std::string name = text.substr(0, equals);
     const char* const value = text.c_str() + equals + 1;
     const std::lock_guard<std::mutex> guard(environmentMutex());
-    if ((*value == '\0' ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value, 1)) == 0)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): under the mutex
+    const int result = *value == '\0' ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value, 1);
+    if (result == 0)
         return true;
     setLastErrorFromNative();
     return false;
