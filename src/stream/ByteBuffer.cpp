@@ -159,7 +159,7 @@ void ByteBuffer::setOrder(Endian newOrder) {
         const NorqIllegalArgumentException exception(u"Order value " + numberText(static_cast<std::int32_t>(newOrder)) +
                                                      u" is invalid.");
         exception.logDebug(u"norq_std::ByteBuffer::setOrder");
-        throw exception;
+        throw NorqIllegalArgumentException(exception);
     }
     order = newOrder;
 }
@@ -201,7 +201,7 @@ void ByteBuffer::put(ByteBuffer& other) {
     if (&other == this) {
         const NorqIllegalArgumentException exception(u"Attempting to put to same buffer as source.");
         exception.logDebug(u"norq_std::ByteBuffer::put");
-        throw exception;
+        throw NorqIllegalArgumentException(exception);
     }
     const std::int32_t length = other.remaining();
     if (remaining() < length)

@@ -89,7 +89,7 @@ std::shared_ptr<Paths> Paths::getPathsByName(const WString& name) {
         return found;
     const NorqAccessException exception(u"Unable to get Paths named <" + name + u">.");
     exception.logDebug(u"norq_std::Paths::getPathsByName");
-    throw exception;
+    throw NorqAccessException(exception);
 }
 
 } // namespace norq_std
