@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 namespace {
@@ -58,13 +59,16 @@ bool isValid(const File::PathList& elements) {
     return sum <= 260;
 }
 
-void checkCanonical(const File& file, const WString& text) {
-    WString canonical;
+std::optional<File> fileOf(const WString& text) {
     try {
-        canonical = file.getCanonicalPath();
+        return File(text);
     } catch (const norq_std::NorqIllegalArgumentException&) {
-        return; // too long below the working directory
+        return std::nullopt;
     }
+}
+
+void checkCanonical(const File& file, const WString& text) {
+    const WString canonical = file.getCanonicalPath();
     const auto elements = Parts::parsePath(canonical);
     check(!elements.empty() && isRoot(elements.front()), "a canonical path starts at a root");
     check(elements.front().front() < u'a' || elements.front().front() > u'z', "its drive is upper case");
@@ -96,18 +100,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::memcpy(text.data(), data + 1, text.size() * 2);
     }
     const auto parsed = Parts::parsePath(text);
+    const auto taken = fileOf(text);
+    check(taken.has_value() == isValid(parsed), taken ? "an invalid path was taken" : "a valid path was refused");
+    if (!taken)
+        return 0;
+    auto again = Parts::parsePath(taken->getPath());
+    if (!again.empty() && again.front() == u"\\")
+        again.front() = parsed.front(); // which of the separators it was is not kept
+    check(again == parsed, "the path's text gives other elements");
     try {
-        const File file(text);
-        check(isValid(parsed), "an invalid path was taken");
-        auto again = Parts::parsePath(file.getPath());
-        if (!again.empty() && again.front() == u"\\")
-            again.front() = parsed.front(); // which of the separators it was is not kept
-        check(again == parsed, "the path's text gives other elements");
-        const WString parent = file.getParent();
-        check(parent.size() <= file.getPath().size(), "a parent is no longer than the path");
-        checkCanonical(file, text);
+        const WString parent = taken->getParent();
+        check(parent.size() <= taken->getPath().size(), "a parent is no longer than the path");
+        checkCanonical(*taken, text);
     } catch (const norq_std::NorqIllegalArgumentException&) {
-        check(!isValid(parsed) || !isValid(Parts::parsePath(text)), "a valid path was refused");
+        auto absolute = Parts::parsePath(File::getWorkingDirectory().getPath());
+        absolute.insert(absolute.end(), parsed.begin(), parsed.end());
+        check(!isValid(absolute), "only a path too long below the working directory has no absolute one");
     }
     return 0;
 }
