@@ -108,7 +108,7 @@ private:
 
     std::vector<norq_std::WChar> units;
     std::vector<std::uint32_t> lines; // the places in order, NONE for a line that was removed
-    std::vector<Slot> index;          // open addressing, a power of two; empty while there are few keys
+    std::vector<Slot> index;          // open addressing, a power of two; empty while there is little to search
     std::size_t keyCount = 0;
     std::size_t removed = 0;     // of `lines`
     std::size_t unusedUnits = 0; // of `units`

@@ -10,7 +10,8 @@ namespace norq_std_internal {
 
 namespace {
 
-constexpr std::size_t FEW_KEYS = 8; // are searched faster than they are hashed
+constexpr std::size_t FEW_KEYS = 8;   // are searched faster than they are hashed
+constexpr std::size_t FEW_LINES = 64; // among which the few keys are searched
 constexpr std::size_t FIRST_UNITS = 256;
 constexpr std::size_t TIDY_UNITS = 4096;
 constexpr std::size_t TIDY_LINES = 32;
@@ -37,7 +38,7 @@ void LineList::put(std::u16string_view key, std::u16string_view value) {
             tidy();
         } else {
             addLine(key, value);
-            if (++keyCount > FEW_KEYS)
+            if (++keyCount > FEW_KEYS || lines.size() > FEW_LINES)
                 makeIndex(keyCount);
         }
         return;
@@ -57,7 +58,11 @@ void LineList::put(std::u16string_view key, std::u16string_view value) {
     ++keyCount;
 }
 
-void LineList::addComment(std::u16string_view comment) { addLine({}, comment); }
+void LineList::addComment(std::u16string_view comment) {
+    addLine({}, comment);
+    if (index.empty() && lines.size() > FEW_LINES)
+        makeIndex(keyCount);
+}
 
 bool LineList::remove(std::u16string_view key) {
     std::uint32_t place = NONE;
@@ -182,7 +187,7 @@ void LineList::tidy() {
     tidied.lines.reserve(size());
     forEach([&tidied](const Line& line) { tidied.addLine(line.key, line.text); });
     tidied.keyCount = keyCount;
-    if (keyCount > FEW_KEYS)
+    if (tidied.index.empty() && (keyCount > FEW_KEYS || tidied.lines.size() > FEW_LINES))
         tidied.makeIndex(keyCount);
     swap(tidied);
 }

@@ -195,7 +195,7 @@ TEST_F(NorqConfigTest, KeepsTheOldContentIfTheFileCannotBeRead) {
     write(path(), "a=2\n", std::ios::app);
     while (log.count(u"Unable to load configuration after <5> attempts, giving up.") == 0)
         std::this_thread::yield();
-    EXPECT_EQ(5u, log.count(u"Unable to load configuration: "));
+    EXPECT_LE(5u, log.count(u"Unable to load configuration: ")) << "more, if the write was told twice";
     EXPECT_EQ(u"1", config->getValue(u"a", u""));
     holder.close();
     replace("a=3\n");
