@@ -24,8 +24,8 @@ public:
     ///
     /// The places are, in this order: the directories of the system property "Ext_Library_Path", the working directory,
     /// the directories of the environment variables "LIB" and "PATH". In each directory the files `lib<name>.so`,
-    /// `<name>.so` and `<name>` are tried. Directories are separated by ";", or by the platform's ":" where it is not that
-    /// of a drive. A directory that is no valid path is passed over.
+    /// `<name>.so` and `<name>` are tried. Directories are separated by ";", or by the platform's ":" where it is not
+    /// that of a drive. A directory that is no valid path is passed over.
     ///
     /// Throws `NorqIllegalArgumentException` if there is none, and `NorqUnknownException` if there were only libraries
     /// that could not be loaded; it nests the last failure.
