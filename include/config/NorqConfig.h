@@ -72,6 +72,9 @@ protected:
     std::list<ConfigurationChangeEvent> getChangeEvents(const Configuration& other);
     /// Follows the file, or its disappearance.
     void checkFileForChanges(bool deleted);
+    /// Ends the watching for good, and waits for a reload that runs. A derived class that overrides what the watcher
+    /// calls does this in its own destructor, since it is gone when this one runs.
+    void endWatching();
 
 private:
     enum class Assignment : std::uint8_t { Same, Added, Changed };

@@ -33,7 +33,9 @@ NorqConfig::NorqConfig(const WString& file)
                         std::make_shared<IniConfigurationSerializer>(ConfigurationSerializer::defaultCharset))
     , relay(std::make_shared<norq_std_internal::ConfigFileRelay>(*this)) {}
 
-NorqConfig::~NorqConfig() {
+NorqConfig::~NorqConfig() { endWatching(); }
+
+void NorqConfig::endWatching() {
     FileWatcher::removeListener(relay);
     relay->detach();
 }

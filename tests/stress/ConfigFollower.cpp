@@ -132,6 +132,7 @@ private:
 class WatchedConfig : public NorqConfig {
 public:
     using NorqConfig::NorqConfig;
+    ~WatchedConfig() override { endWatching(); }
 
     void onFileCreated(const File& file) override {
         check([&] { NorqConfig::onFileCreated(file); });
