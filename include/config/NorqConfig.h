@@ -72,8 +72,8 @@ protected:
     std::list<ConfigurationChangeEvent> getChangeEvents(const Configuration& other);
     /// Follows the file, or its disappearance.
     void checkFileForChanges(bool deleted);
-    /// Ends the watching for good, and waits for a reload that runs. A derived class that overrides what the watcher
-    /// calls does this in its own destructor, since it is gone when this one runs.
+    /// Ends the watching for good, and waits for a reload that runs. A derived class does this in its own destructor:
+    /// the watcher calls virtual functions, and what it overrides is gone when this destructor runs.
     void endWatching();
 
 private:

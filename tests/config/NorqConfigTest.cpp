@@ -55,6 +55,7 @@ public:
     using NorqConfig::getChangeEvents;
     using NorqConfig::hasConfigurationListener;
     using NorqConfig::NorqConfig;
+    ~OpenConfig() override { endWatching(); }
 };
 
 class NorqConfigTest : public norqstd_test::NothingLeft {

@@ -129,7 +129,7 @@ TEST(SVersionInfoTest, writesTheBannerOfALogFile) {
     SVersionInfo info;
     info.AddModule(stream, plainLibrary);
     info.AddModule(stream, plainLibrary);
-    info.AddModule(nullptr, "/nowhere");
+    info.AddModule(nullptr, "/!nowhere");
     std::fflush(stream);
     const std::string module = "VERSION INFO: " PLAIN_LIBRARY ": Product <Gr\xF6\xDF"
                                "e \"7\" \\ ?> Version <1.2.3> "
@@ -145,7 +145,7 @@ TEST(SVersionInfoTest, writesTheBannerOfALogFile) {
                                    "VERSION INFO: Hostname <"));
     EXPECT_NE(banner.find("VERSION INFO: Debug threshold <>.\nVERSION INFO: Debug size <0>.\n"
                           "VERSION INFO: Debug files <0>.\nVERSION INFO: Log size <0>.\n"
-                          "VERSION INFO: Log files <0>.\nVERSION INFO: /nowhere: Product <Invalid filename>"),
+                          "VERSION INFO: Log files <0>.\nVERSION INFO: /!nowhere: Product <Invalid filename>"),
               std::string::npos);
     EXPECT_TRUE(banner.ends_with(module)) << "modules stand in the order of their names";
     EXPECT_EQ(info.GetFilename(), plainLibrary);
