@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -116,7 +117,7 @@ private:
     bool IsShutdown() const;
 
     mutable norq_std::Lock lock; // guards the fields up to the events
-    std::vector<CWatchdogEvent> eventList;
+    std::deque<CWatchdogEvent> eventList;
     std::uint32_t maxListSize = 1000;
     std::vector<CWatchdogFile> fileList;
     SWString directory;

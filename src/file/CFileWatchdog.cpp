@@ -148,7 +148,7 @@ int CFileWatchdog::GetFileEvent(CWatchdogEvent& out) {
     if (eventList.empty())
         return NoEvent;
     out = std::move(eventList.front());
-    eventList.erase(eventList.begin());
+    eventList.pop_front();
     if (eventList.empty())
         eventAvailable->reset();
     return Success;
