@@ -44,11 +44,12 @@ void Agent::run() {
     while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &settings.changed()}, norq_std::WAIT_ANY, -1) !=
            0) {
         for (const std::string& text : settings.takeNews())
-            Console::say("settings: " + text);
+            SHIPPER_SAY(norq_std::INFO, u"shipper::Agent::run", "settings: " + text);
         try {
             apply(settings.current());
         } catch (const std::invalid_argument& wrong) {
-            Console::say(std::string("settings: ") + wrong.what() + "; all stays as it was");
+            SHIPPER_SAY(norq_std::ERROR, u"shipper::Agent::run",
+                        std::string("settings: ") + wrong.what() + "; all stays as it was");
         }
     }
     reader.join(-1);
@@ -60,6 +61,7 @@ void Agent::run() {
 
 /// The output first: what is told of the rest, such as a file that is followed from now on, then holds for it too.
 void Agent::apply(const Settings& next) {
+    NORQ_LOG_FUNCTION_CALL(u"shipper::Agent::apply");
     const std::string outputBefore = current.output;
     const int error = next.output == outputBefore ? 0 : output->switchTo(next.output);
     if (next.match != current.match)
@@ -70,13 +72,15 @@ void Agent::apply(const Settings& next) {
         follower->setFiles(next.files);
     current = next;
     if (error != 0) {
-        Console::say("settings: cannot write " + next.output + ": " + std::generic_category().message(error));
+        SHIPPER_SAY(norq_std::ERROR, u"shipper::Agent::apply",
+                    "settings: cannot write " + next.output + ": " + std::generic_category().message(error));
         current.output = outputBefore;
     }
 }
 
 /// Workers that are too many end when they next have something to do.
 void Agent::setWorkers(unsigned count) {
+    NORQ_LOG(norq_std::DEBUG, u"shipper::Agent::setWorkers", u"%u workers after %u.", count, current.workers);
     for (; current.workers < count; ++current.workers) {
         if (state.dismissOne()) // one that was to end may stay
             continue;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/LogMacros.h"
+
 #include <string>
 
 namespace shipper {
@@ -15,3 +17,11 @@ public:
 };
 
 } // namespace shipper
+
+/// A message for whoever looks on, and for the log.
+#define SHIPPER_SAY(priority, functionName, message)                                                                   \
+    do {                                                                                                               \
+        const std::string shipperSaid = message;                                                                       \
+        ::shipper::Console::say(shipperSaid);                                                                          \
+        NORQ_LOG(priority, functionName, u"%hs", shipperSaid.c_str());                                                 \
+    } while (false)

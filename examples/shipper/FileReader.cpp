@@ -46,7 +46,8 @@ int FileReader::read(std::FILE* file) {
 
 void FileReader::fail(const std::string& what, int error) {
     ++state.filesFailed;
-    Console::say(what + " " + path + ": " + std::generic_category().message(error));
+    SHIPPER_SAY(norq_std::ERROR, u"shipper::FileReader::fail",
+                what + " " + path + ": " + std::generic_category().message(error));
 }
 
 } // namespace shipper

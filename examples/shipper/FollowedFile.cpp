@@ -19,6 +19,9 @@ namespace {
 
 constexpr std::size_t REMEMBERED_BYTES = 128;
 
+constexpr const norq_std::WChar* OPEN_NEW = u"shipper::FollowedFile::openNew";
+constexpr const norq_std::WChar* UPDATE = u"shipper::FollowedFile::update";
+
 } // namespace
 
 // ---- an open file
@@ -63,8 +66,12 @@ void FollowedFile::Reading::drain() {
         }
         return static_cast<std::ptrdiff_t>(count);
     };
+    const off_t before = offset;
     while (lines.take(block) > 0) {
     }
+    if (offset != before)
+        NORQ_LOG(norq_std::DEBUG, u"shipper::FollowedFile::drain", u"Read %lld bytes of <%ls>, now at %lld.",
+                 offset - before, *lines.getSource(), offset);
 }
 
 // ---- the path
@@ -82,12 +89,13 @@ void FollowedFile::openNew() {
     const int error = opened < 0 ? errno : fstat(opened, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
     if (error == 0) {
         current = std::make_unique<Reading>(opened, source, queue);
-        Console::say("following " + path);
+        SHIPPER_SAY(norq_std::INFO, OPEN_NEW, "following " + path);
     } else {
         if (opened >= 0)
             close(opened);
         if (error != std::exchange(openError, error))
-            Console::say("cannot follow " + path + " yet: " + std::generic_category().message(error));
+            SHIPPER_SAY(norq_std::WARN, OPEN_NEW,
+                        "cannot follow " + path + " yet: " + std::generic_category().message(error));
     }
     openError = error;
 }
@@ -100,7 +108,7 @@ void FollowedFile::update() {
         }
         current->drain();
         old = std::move(current);
-        Console::say(path + " was rotated");
+        SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was rotated");
     }
     if (!current)
         openNew();
@@ -113,7 +121,7 @@ void FollowedFile::update() {
         }
     }
     if (current && current->wasTruncated()) {
-        Console::say(path + " was truncated");
+        SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was truncated");
         current->restart();
     }
     if (current && !old)

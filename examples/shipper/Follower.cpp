@@ -20,6 +20,7 @@ Follower::Follower(BatchQueue& batches, RunState& runState)
     , state(runState) {}
 
 void Follower::setFiles(const std::set<std::string>& paths) {
+    NORQ_LOG_FUNCTION_CALL(u"shipper::Follower::setFiles");
     const AutoLock<Lock> guard(lock);
     for (auto entry = entries.begin(); entry != entries.end();) {
         if (paths.contains(entry->first)) {
@@ -29,7 +30,7 @@ void Follower::setFiles(const std::set<std::string>& paths) {
         unwatch(entry->first);
         unwatch(entry->second.watchedOld);
         entry->second.file->finish();
-        Console::say("no longer following " + entry->first);
+        SHIPPER_SAY(norq_std::INFO, u"shipper::Follower::setFiles", "no longer following " + entry->first);
         entry = entries.erase(entry);
     }
     for (const std::string& path : paths)
@@ -41,6 +42,7 @@ void Follower::setFiles(const std::set<std::string>& paths) {
 void Follower::run() {
     while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &changed}, norq_std::WAIT_ANY, -1) != 0) {
         const AutoLock<Lock> guard(lock);
+        NORQ_LOG(norq_std::TRACE, u"shipper::Follower::run", u"Looking at %zu files.", entries.size());
         for (auto& [path, entry] : entries)
             update(entry);
     }
@@ -69,7 +71,8 @@ bool Follower::watch(const std::string& path) {
         FileWatcher::addListener(shared_from_this(), norq_std::File(norq_std::UtfUtils::utf8ToUtf16(path)));
         return true;
     } catch (const norq_std::NorqException& failure) {
-        Console::say("cannot follow " + path + ": " + norq_std::UtfUtils::utf16ToUtf8(failure.getMessage()));
+        SHIPPER_SAY(norq_std::ERROR, u"shipper::Follower::watch",
+                    "cannot follow " + path + ": " + norq_std::UtfUtils::utf16ToUtf8(failure.getMessage()));
         return false;
     }
 }

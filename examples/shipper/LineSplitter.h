@@ -27,6 +27,7 @@ public:
             deliverWholeLines();
         return count;
     }
+    const std::shared_ptr<const norq_std::WString>& getSource() const { return source; }
     /// Delivers what is left, a line without an end. The next bytes are those of another file, or of this one anew.
     void finish();
 

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -376,6 +378,52 @@ TEST_F(AgentTest, settingsHoldFromTheMomentTheyAreWritten) {
     stop();
     EXPECT_EQ(texts(), "one yes a yes b ");
     EXPECT_EQ(texts("other"), "last ");
+}
+
+TEST_F(AgentTest, logsIntoTheRingsOfTheSettingsThatShipWithIt) {
+    constexpr int Lines = 12'000; // about twice the size of a debug file
+    std::ostringstream shipped;
+    shipped << std::ifstream(SHIPPER_SETTINGS).rdbuf();
+    const auto settings = [&](const std::string& threshold) {
+        std::string bytes = shipped.str();
+        for (const auto& [line, value] :
+             {std::pair("output=", path("shipped")), {"packages=", path("log.txt")}, {"Threshold=", threshold}}) {
+            const std::size_t begin = bytes.find('\n' + std::string(line)) + 1 + std::strlen(line);
+            bytes.replace(begin, bytes.find('\n', begin) - begin, value);
+        }
+        return bytes;
+    };
+    const auto ring = [&](const std::string& search) {
+        const std::string command = "zcat -f " + path("log/shipper*") + " | grep -acE '" + search + "'";
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), &pclose);
+        int count = -1;
+        return std::fscanf(pipe.get(), "%d", &count) == 1 ? count : -1;
+    };
+    write("log.txt", "");
+    startAgent(settings("INFO"));
+    untilSaid("following " + path("log.txt"));
+    EXPECT_FALSE(fs::exists(path("log/shipper0001.dbg")));
+    EXPECT_EQ(ring("INFO FollowedFile.cpp\\[[0-9]+\\] following " + path("log.txt")), 1);
+    EXPECT_EQ(ring("Module: shipper: Product <NorqStd shipper> Version <1\\."), 1);
+
+    write("next.cfg", settings("DUMP"));
+    fs::rename(path("next.cfg"), path("shipper.cfg"));
+    until([&] { return fs::exists(path("log/shipper0001.dbg")); });
+    for (int i = 0; i < Lines; ++i)
+        append("log.txt", "a line\n");
+    untilShipped(Lines);
+    until([&] { return fs::exists(path("log/shipper0001.dbg.gz")); });
+    write("next.cfg", settings("INFO"));
+    fs::rename(path("next.cfg"), path("shipper.cfg"));
+    until([&] { // closed, and compressed
+        return std::ranges::none_of(fs::directory_iterator(path("log")), [](const fs::directory_entry& entry) {
+            return entry.path().extension() == ".dbg" || entry.path().extension() == ".tmp";
+        });
+    });
+    stop();
+    EXPECT_EQ(ring(" DUMP \\[0x[0-9a-f]+\\] Worker.cpp\\[[0-9]+\\] shipper::Worker::ship: Line [0-9]+ of .*: a line"),
+              Lines);
+    EXPECT_EQ(ring(" INFO .*1 files, " + std::to_string(Lines) + " lines"), 1);
 }
 
 TEST_F(AgentTest, saysWhyItDoesNotStart) {

@@ -24,8 +24,9 @@ public:
         for (int received = 0; sigwait(&signals, &received) == 0 && received != END_OF_WAIT;) {
             if (signalNumber.exchange(received) != 0)
                 _exit(128 + received);
+            SHIPPER_SAY(norq_std::INFO, u"shipper::StopSignal::run",
+                        "stopping: shipping what has been read; again to stop at once");
             stop.signal();
-            Console::say("stopping: shipping what has been read; again to stop at once");
         }
     }
 

@@ -10,6 +10,11 @@
 #include <exception>
 
 namespace shipper {
+namespace {
+
+constexpr const norq_std::WChar* SHIP = u"shipper::Worker::ship";
+
+} // namespace
 
 Worker::Worker(BatchQueue& batches, norq_std::LoggerBase& eventLogger, OutputAppender& appender, RunState& runState)
     : queue(batches)
@@ -37,7 +42,7 @@ void Worker::run() {
             failure = exception.what();
         }
         if (!state.broken.exchange(true))
-            Console::say("internal failure: " + failure);
+            SHIPPER_SAY(norq_std::ERROR, u"shipper::Worker::run", "internal failure: " + failure);
         state.stop.signal();
     }
 }
@@ -63,10 +68,13 @@ void Worker::ship(LineBatch& batch) {
         *lineEnd = '\0';
         const DecodedLine decoded = decode(line, static_cast<std::size_t>(lineEnd - line));
         otherEncoding += decoded.otherEncoding;
-        logger.log(norq_std::INFO, u"shipper::Worker::ship", events.make({*batch.source, number, batch.part}, decoded),
-                   u"shipper", {}, threadId, {}, 0);
+        NORQ_LOG(norq_std::DUMP, SHIP, u"Line %llu of <%ls>: %ls", number, *batch.source, decoded.text);
+        logger.log(norq_std::INFO, SHIP, events.make({*batch.source, number, batch.part}, decoded), u"shipper", {},
+                   threadId, {}, 0);
         line = nextLine;
     }
+    NORQ_LOG(norq_std::TRACE, SHIP, u"Shipped %llu lines of <%ls>, %zu bytes from line %llu.", number - batch.firstLine,
+             *batch.source, batch.text.size(), batch.firstLine);
     // The pieces of a long line are one line, counted with its first.
     state.lines += batch.part > 1 ? 0 : number - batch.firstLine;
     state.bytes += bytes;

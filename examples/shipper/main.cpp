@@ -8,6 +8,7 @@
 #include "MatchFilter.h"
 #include "Options.h"
 #include "OutputAppender.h"
+#include "ProcessLog.h"
 #include "ProgressThread.h"
 #include "StopSignal.h"
 #include "Worker.h"
@@ -68,8 +69,9 @@ std::shared_ptr<norq_std::ILogEventFilter> makeFilter(const Options& options) {
 
 ExitStatus conclude(const Options& options, const RunState& state, const OutputAppender& output) {
     if (output.failure() != 0) {
-        Console::say("cannot write " + (options.output.empty() ? "standard output" : options.output) + ": " +
-                     std::generic_category().message(output.failure()));
+        SHIPPER_SAY(norq_std::ERROR, u"shipper::conclude",
+                    "cannot write " + (options.output.empty() ? "standard output" : options.output) + ": " +
+                        std::generic_category().message(output.failure()));
         return OUTPUT_FAILED;
     }
     if (state.broken)
@@ -77,13 +79,15 @@ ExitStatus conclude(const Options& options, const RunState& state, const OutputA
     return state.filesFailed > 0 ? FILE_NOT_READ : ALL_SHIPPED;
 }
 
-void summarise(const RunState& state, std::chrono::steady_clock::duration elapsed) {
+void summarise(const Options& options, const RunState& state, std::chrono::steady_clock::duration elapsed) {
     std::string summary = describe(state, elapsed);
     if (state.filesFailed > 0)
         summary += "; " + std::to_string(state.filesFailed) + " files not read";
     if (state.otherEncoding > 0)
         summary += "; " + std::to_string(state.otherEncoding) + " lines not UTF-8, read as windows-1252";
-    Console::say(summary);
+    if (!options.quiet)
+        Console::say(summary);
+    NORQ_LOG(norq_std::INFO, u"shipper::summarise", u"%hs", summary.c_str());
 }
 
 int ship(const Options& options, const std::vector<std::string>& files) {
@@ -119,8 +123,7 @@ int ship(const Options& options, const std::vector<std::string>& files) {
     progress.reset();
 
     const ExitStatus status = conclude(options, state, *output);
-    if (!options.quiet)
-        summarise(state, std::chrono::steady_clock::now() - begin);
+    summarise(options, state, std::chrono::steady_clock::now() - begin);
     return status == ALL_SHIPPED && stopSignal.received() != 0 ? SIGNAL_BASE + stopSignal.received() : status;
 }
 
@@ -132,13 +135,14 @@ int follow(const Options& options) {
 
     RunState state;
     const StopSignal stopSignal(state.stop);
+    if (!options.config.empty())
+        startLog(options.config);
     LiveSettings settings(options);
     Agent agent(settings, state);
     agent.run();
 
     const ExitStatus status = conclude(options, state, agent.getOutput());
-    if (!options.quiet)
-        summarise(state, std::chrono::steady_clock::now() - begin);
+    summarise(options, state, std::chrono::steady_clock::now() - begin);
     return status;
 }
 
@@ -178,7 +182,7 @@ int run(int argc, char** argv) {
         try {
             return follow(options);
         } catch (const std::invalid_argument& wrong) {
-            Console::say(wrong.what());
+            SHIPPER_SAY(norq_std::ERROR, u"shipper::run", wrong.what());
             return WRONG_USAGE;
         }
     }
@@ -192,9 +196,9 @@ int main(int argc, char** argv) {
     try {
         return shipper::run(argc, argv);
     } catch (const norq_std::NorqException& failure) {
-        shipper::Console::say(norq_std::UtfUtils::utf16ToUtf8(failure.getMessage()));
+        SHIPPER_SAY(norq_std::FATAL, u"main", norq_std::UtfUtils::utf16ToUtf8(failure.getMessage()));
     } catch (const std::exception& failure) {
-        shipper::Console::say(failure.what());
+        SHIPPER_SAY(norq_std::FATAL, u"main", failure.what());
     }
     return shipper::INTERNAL_FAILURE;
 }
