@@ -18,10 +18,10 @@ public:
 
 } // namespace shipper
 
-/// A message for whoever looks on, and for the log.
+/// A message for the log, and then for whoever looks on.
 #define SHIPPER_SAY(priority, functionName, message)                                                                   \
     do {                                                                                                               \
         const std::string shipperSaid = message;                                                                       \
-        ::shipper::Console::say(shipperSaid);                                                                          \
         NORQ_LOG(priority, functionName, u"%hs", shipperSaid.c_str());                                                 \
+        ::shipper::Console::say(shipperSaid);                                                                          \
     } while (false)

@@ -85,9 +85,9 @@ void summarise(const Options& options, const RunState& state, std::chrono::stead
         summary += "; " + std::to_string(state.filesFailed) + " files not read";
     if (state.otherEncoding > 0)
         summary += "; " + std::to_string(state.otherEncoding) + " lines not UTF-8, read as windows-1252";
+    NORQ_LOG(norq_std::INFO, u"shipper::summarise", u"%hs", summary.c_str());
     if (!options.quiet)
         Console::say(summary);
-    NORQ_LOG(norq_std::INFO, u"shipper::summarise", u"%hs", summary.c_str());
 }
 
 int ship(const Options& options, const std::vector<std::string>& files) {
