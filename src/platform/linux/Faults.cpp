@@ -1,13 +1,16 @@
 #include "platform/Faults.h"
 
 #include "platform/Error.h"
+#include "platform/linux/FaultChain.h"
 #include "platform/linux/FaultContext.h"
 #include "platform/linux/StackReserve.h"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <mutex>
 #include <pthread.h>
 #include <sys/auxv.h>
 #include <sys/mman.h>
@@ -38,17 +41,22 @@ struct ServedThread {
 // Read in the handler, where the first access to other thread-local data might allocate.
 constinit thread_local ServedThread self __attribute__((tls_model("initial-exec"))){nullptr, {}, {}, false, 0, {}};
 
+/// What stood before, and what the program has set behind the translation since; the latter counts.
 struct Previous {
     int signal;
     struct sigaction action;
+    std::atomic<SignalAction> behind;
 };
 
-constinit std::array<Previous, 4> previousActions{{{SIGSEGV, {}}, {SIGBUS, {}}, {SIGFPE, {}}, {SIGILL, {}}}};
+constinit std::array<Previous, 4> previousActions{
+    {{SIGSEGV, {}, nullptr}, {SIGBUS, {}, nullptr}, {SIGFPE, {}, nullptr}, {SIGILL, {}, nullptr}}};
 
-struct sigaction& previousAction(int signal) {
+constinit std::mutex installing;
+constinit bool handlersStand = false; // guarded by it
+
+Previous* previousOf(int signal) {
     return std::find_if(previousActions.begin(), previousActions.end(),
-                        [&](const Previous& p) { return p.signal == signal; })
-        ->action;
+                        [&](const Previous& p) { return p.signal == signal; });
 }
 
 [[noreturn]] void translate(FaultContext& context, const FaultRecord& record) {
@@ -76,7 +84,11 @@ void actByDefault(int signal, bool isFault) {
 }
 
 void callPrevious(int signal, siginfo_t* info, void* interrupted) {
-    struct sigaction& action = previousAction(signal);
+    if (const SignalAction behind = previousOf(signal)->behind.load(); behind != nullptr) {
+        behind(signal, info, interrupted);
+        return;
+    }
+    struct sigaction& action = previousOf(signal)->action;
     const bool isFault = info->si_code > 0;
     const bool ignored = (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_IGN;
     const bool none = (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_DFL;
@@ -129,6 +141,7 @@ extern "C" void norqstdOnFault(int signal, siginfo_t* info, void* interrupted) {
 }
 
 bool installHandlers() {
+    const std::lock_guard guard(installing);
     struct sigaction ours = {};
     ours.sa_sigaction = norqstdOnFault;
     ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
@@ -137,6 +150,7 @@ bool installHandlers() {
         if (::sigaction(previous.signal, nullptr, &previous.action) != 0 ||
             ::sigaction(previous.signal, &ours, nullptr) != 0)
             return false;
+    handlersStand = true;
     return true;
 }
 
@@ -236,6 +250,21 @@ bool serveFaultsOfThisThread(FaultTranslator translator) {
     }
     self.translator = translator;
     return true;
+}
+
+bool isFaultSignal(int signal) noexcept { return previousOf(signal) != previousActions.end(); }
+
+bool setActionBehindFaults(int signal, SignalAction action) {
+    const std::lock_guard guard(installing);
+    if (handlersStand) {
+        previousOf(signal)->behind.store(action);
+        return true;
+    }
+    struct sigaction ours = {};
+    ours.sa_sigaction = action;
+    ours.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    sigemptyset(&ours.sa_mask);
+    return ::sigaction(signal, &ours, nullptr) == 0;
 }
 
 void restoreStackReserve() noexcept { self.reserve.close(); }
