@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 /// The arithmetic of surrogates and continuation bytes.
 namespace norq_std_internal {
@@ -21,6 +23,18 @@ constexpr std::uint32_t combineSurrogates(std::uint32_t high, std::uint32_t low)
 constexpr void putSurrogates(std::uint32_t value, char16_t*& out) {
     *out++ = static_cast<char16_t>(0xD7C0 + (value >> 10));
     *out++ = static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+}
+
+/// Whether each surrogate stands in a pair.
+constexpr bool isWellFormed(std::u16string_view text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!isSurrogate(text[at]))
+            continue;
+        if (isLowSurrogate(text[at]) || at + 1 == text.size() || !isLowSurrogate(text[at + 1]))
+            return false;
+        ++at;
+    }
+    return true;
 }
 
 } // namespace norq_std_internal

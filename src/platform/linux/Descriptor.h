@@ -24,6 +24,8 @@ public:
     }
 
     int get() const noexcept { return descriptor; }
+    /// The caller owns it from now on.
+    int release() noexcept { return std::exchange(descriptor, -1); }
     bool valid() const noexcept { return descriptor >= 0; }
 
 private:

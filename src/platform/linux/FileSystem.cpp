@@ -24,17 +24,6 @@ bool startsAtDrive(std::u16string_view path) {
            isSeparator(path[2]);
 }
 
-bool isWellFormed(std::u16string_view text) {
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (!isSurrogate(text[at]))
-            continue;
-        if (isLowSurrogate(text[at]) || at + 1 == text.size() || !isLowSurrogate(text[at + 1]))
-            return false;
-        ++at;
-    }
-    return true;
-}
-
 std::string nowhere(std::int32_t error) {
     setLastError(error);
     return {};

@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/NarrowText.h"
+#include "platform/linux/Environment.h"
 
 #include <algorithm>
 #include <array>
@@ -23,11 +24,6 @@ namespace {
 constexpr std::size_t HostNameBytes = 512;
 constexpr std::size_t FirstUserRecordBytes = 1024;
 constexpr std::size_t LargestUserRecordBytes = 1 << 20;
-
-std::mutex& environmentMutex() {
-    static std::mutex& mutex = *new std::mutex;
-    return mutex;
-}
 
 std::string contentOf(const char* path) {
     std::ifstream file(path, std::ios::binary);
@@ -89,6 +85,11 @@ std::string resolverDomain() {
 }
 
 } // namespace
+
+std::mutex& environmentMutex() {
+    static std::mutex& mutex = *new std::mutex;
+    return mutex;
+}
 
 bool environmentVariable(std::u16string_view name, std::u16string& value) {
     const std::string key = toUtf8(name);

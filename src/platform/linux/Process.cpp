@@ -1,0 +1,277 @@
+#include "platform/Process.h"
+
+#include "internal/UnicodeUnits.h"
+#include "platform/CancellationShield.h"
+#include "platform/Error.h"
+#include "platform/FileSystem.h"
+#include "platform/NarrowText.h"
+#include "platform/linux/Environment.h"
+#include "platform/linux/ExitInfo.h"
+#include "platform/linux/OrphanReaper.h"
+#include "platform/linux/Scheduling.h"
+#include "platform/linux/WaitSource.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern "C" { // which the header itself leaves out
+#include <sys/pidfd.h>
+}
+
+namespace norq_std_internal::platform {
+
+namespace {
+
+constexpr int FirstOwnDescriptor = 3;
+constexpr int TerminationWaitMs = 3000;
+constexpr std::string_view DeletedMark = " (deleted)";
+
+std::string procPath(std::uint32_t id, const char* entry) { return "/proc/" + std::to_string(id) + '/' + entry; }
+
+bool isReady(int descriptor, int timeoutMs) {
+    pollfd waiting{descriptor, POLLIN, 0};
+    return ::poll(&waiting, 1, timeoutMs) == 1;
+}
+
+bool readExecutable(std::uint32_t id, std::string& path) {
+    std::array<char, PATH_MAX> buffer;
+    const ssize_t length = ::readlink(procPath(id, "exe").c_str(), buffer.data(), buffer.size());
+    if (length < 0) {
+        setLastErrorFromNative();
+        return false;
+    }
+    path.assign(buffer.data(), static_cast<std::size_t>(length));
+    // A program that was replaced while it runs keeps its name.
+    if (path.ends_with(DeletedMark) && ::access(path.c_str(), F_OK) != 0)
+        path.resize(path.size() - DeletedMark.size());
+    return true;
+}
+
+/// What a child is started with: as the program that is started expects it, whatever this process has changed.
+class SpawnSettings {
+public:
+    SpawnSettings() {
+        posix_spawnattr_init(&attributes);
+        posix_spawn_file_actions_init(&actions);
+        sigset_t signals;
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes, &signals);
+        sigfillset(&signals);
+        posix_spawnattr_setsigdefault(&attributes, &signals);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnSettings() {
+        posix_spawn_file_actions_destroy(&actions);
+        posix_spawnattr_destroy(&attributes);
+    }
+    SpawnSettings(const SpawnSettings&) = delete;
+    SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+    /// 0, or the native number of the failure, that of the directory or of the program included.
+    int spawn(const std::vector<std::string>& words, const std::string& directory, pid_t& child) {
+        int error = 0;
+        if (!directory.empty())
+            error = posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
+        if (error == 0)
+            error = posix_spawn_file_actions_addclosefrom_np(&actions, FirstOwnDescriptor);
+        if (error != 0)
+            return error;
+        std::vector<char*> pointers;
+        for (const std::string& word : words)
+            pointers.push_back(const_cast<char*>(word.c_str()));
+        pointers.push_back(nullptr);
+        const std::lock_guard guard(environmentMutex());
+        return posix_spawn(&child, pointers.front(), &actions, &attributes, pointers.data(), environ);
+    }
+
+private:
+    posix_spawnattr_t attributes{};
+    posix_spawn_file_actions_t actions{};
+};
+
+/// The executable and its arguments in UTF-8; empty, with the last error, if one cannot be handed over.
+std::vector<std::string> nativeWords(const ProcessStart& what) {
+    std::vector<std::string> words{nativePath(what.executable)};
+    if (words.front().empty())
+        return {};
+    for (const std::u16string& argument : what.arguments) {
+        if (!isWellFormed(argument) || argument.find(u'\0') != std::u16string::npos) {
+            setLastError(InvalidParameter);
+            return {};
+        }
+        words.push_back(toUtf8(argument));
+    }
+    return words;
+}
+
+} // namespace
+
+/// Readable once the process has ended. Without a descriptor it ended before there was one.
+class ProcessHandle::Source final : public WaitSource {
+public:
+    void appendDescriptors(std::vector<pollfd>& descriptors) const override {
+        descriptors.push_back({descriptor.get(), POLLIN, 0});
+    }
+    void ready(std::span<const pollfd>) override {}
+
+    Descriptor descriptor;
+};
+
+ProcessHandle::ProcessHandle()
+    : waitSource(std::make_unique<Source>()) {}
+
+ProcessHandle::~ProcessHandle() {
+    const CancellationShield shield;
+    std::int32_t ignored = 0;
+    if (child && hasEnded())
+        readExitCode(ignored);
+    else if (child)
+        OrphanReaper::instance().adopt(std::move(waitSource->descriptor));
+}
+
+std::shared_ptr<ProcessHandle> ProcessHandle::start(const ProcessStart& what) {
+    const std::vector<std::string> words = nativeWords(what);
+    if (words.empty())
+        return nullptr;
+    std::string directory;
+    if (!what.workingDirectory.empty() && (directory = nativePath(what.workingDirectory)).empty())
+        return nullptr;
+    const std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
+    pid_t id = 0;
+    errno = SpawnSettings().spawn(words, directory, id);
+    if (errno != 0) {
+        setLastErrorFromNative();
+        return nullptr;
+    }
+    return handle->adoptChild(static_cast<std::uint32_t>(id)) ? handle : nullptr;
+}
+
+/// The child is not reaped here before it has its descriptor, so the id is its own; unless the program reaps children
+/// at large or ignores their ends, and then a descriptor that is no child's is not the right one.
+bool ProcessHandle::adoptChild(std::uint32_t id) {
+    const auto native = static_cast<pid_t>(id);
+    processId = id;
+    child = true;
+    Descriptor opened(::pidfd_open(native, 0));
+    siginfo_t ignored{};
+    if (!opened.valid() && errno != ESRCH) {
+        setLastErrorFromNative();
+        ::kill(native, SIGKILL);
+        ::waitid(P_PID, id, &ignored, WEXITED);
+        return false;
+    }
+    if (opened.valid() &&
+        ::waitid(P_PIDFD, static_cast<id_t>(opened.get()), &ignored, WEXITED | WNOHANG | WNOWAIT) == 0)
+        waitSource->descriptor = std::move(opened);
+    return true;
+}
+
+std::shared_ptr<ProcessHandle> ProcessHandle::open(std::uint32_t id, Right right) {
+    const std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
+    handle->processId = id;
+    Descriptor opened(::pidfd_open(static_cast<pid_t>(id), 0));
+    if (!opened.valid() || (right == Right::Terminate && ::pidfd_send_signal(opened.get(), 0, nullptr, 0) != 0)) {
+        setLastErrorFromNative();
+        return nullptr;
+    }
+    handle->waitSource->descriptor = std::move(opened);
+    std::string ignored;
+    // Without an executable there is nothing that could be kept from being looked at.
+    if (!readExecutable(id, ignored) && lastError() == AccessDenied)
+        return nullptr;
+    return handle;
+}
+
+bool ProcessHandle::executable(std::u16string& path) {
+    std::string native;
+    if (!readExecutable(processId, native))
+        return false;
+    if (hasEnded()) { // so the id may have been another's
+        setLastError(NotFound);
+        return false;
+    }
+    return widePath(native, path);
+}
+
+bool ProcessHandle::hasEnded() { return !waitSource->descriptor.valid() || isReady(waitSource->descriptor.get(), 0); }
+
+bool ProcessHandle::exitCode(std::int32_t& code) {
+    const std::lock_guard guard(mutex);
+    if (!hasEnded()) {
+        code = StillActive;
+        return true;
+    }
+    return readExitCode(code);
+}
+
+/// Of a process that has ended. One that is no child here is only looked at, its parent shall reap it.
+bool ProcessHandle::readExitCode(std::int32_t& code) {
+    if (!known) {
+        ExitInfo info;
+        const int descriptor = waitSource->descriptor.get();
+        const bool told = waitForExit(descriptor, child, info) || askForExit(descriptor, info);
+        if (!told && !terminated) {
+            setLastErrorFromNative();
+            return false;
+        }
+        const bool asTold = terminated && (!told || info.signal == SIGKILL);
+        result = asTold ? terminationCode : info.signal != 0 ? 128 + info.signal : info.code;
+        known = true;
+    }
+    code = result;
+    return true;
+}
+
+bool ProcessHandle::terminate(std::int32_t code) {
+    const std::lock_guard guard(mutex);
+    const int descriptor = waitSource->descriptor.get();
+    if (hasEnded()) {
+        setLastError(NotFound);
+        return false;
+    }
+    if (::pidfd_send_signal(descriptor, SIGKILL, nullptr, 0) != 0) {
+        setLastErrorFromNative();
+        return false;
+    }
+    terminated = true;
+    terminationCode = code;
+    isReady(descriptor, TerminationWaitMs);
+    return true;
+}
+
+bool ProcessHandle::priorityClass(std::uint32_t& number) {
+    const std::lock_guard guard(mutex);
+    return !endedForGood() && readPriorityClass(processId, number);
+}
+
+bool ProcessHandle::setPriorityClass(std::uint32_t number) {
+    const std::lock_guard guard(mutex);
+    return !endedForGood() && changePriorityClass(processId, number);
+}
+
+/// The calls that take an id are made only while it is this process's own: a child keeps it until it is reaped, which
+/// the mutex puts off, and of another process it is as good as certain.
+bool ProcessHandle::endedForGood() {
+    if (!hasEnded())
+        return false;
+    setLastError(NotFound);
+    return true;
+}
+
+WaitSource& ProcessHandle::source() { return *waitSource; }
+
+std::uint32_t currentProcessId() noexcept { return static_cast<std::uint32_t>(::getpid()); }
+
+bool listProcesses(std::vector<std::uint32_t>& ids) { return numberedEntries("/proc", ids); }
+
+} // namespace norq_std_internal::platform
