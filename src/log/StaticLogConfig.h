@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Configurable.h"
+#include "base/Export.h"
 #include "base/WString.h"
 #include "config/ConfigurationListener.h"
 #include "config/NorqConfig.h"
@@ -18,7 +19,7 @@ class ILogAppender;
 ///
 /// `initialize` is called once, before the log is open for lines; from then on changes come on the thread that reports
 /// them, with the log's locks held while they are worked in.
-class StaticLogConfig : public ConfigurationListener {
+class NORQSTD_EXPORT StaticLogConfig : public ConfigurationListener {
 public:
     using Properties = Configurable::Properties;
     using Appenders = std::map<WString, std::shared_ptr<ILogAppender>>;

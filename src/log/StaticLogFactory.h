@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Configurable.h"
+#include "base/Export.h"
 #include "base/WString.h"
 #include "concurrency/Lock.h"
 #include "pattern/Singleton.h"
@@ -17,7 +18,7 @@ class NorqLibrary;
 
 /// Makes the appenders of a log by the names of their classes, and keeps them, and the modules that brought classes,
 /// for the life of the process. Any thread may call any operation.
-class StaticLogFactory : public Singleton<StaticLogFactory> {
+class NORQSTD_EXPORT StaticLogFactory : public Singleton<StaticLogFactory> {
     friend class Singleton<StaticLogFactory>;
 
 public:
