@@ -3,6 +3,7 @@
 #include "internal/LogRoad.h"
 #include "platform/CancellationShield.h"
 #include "platform/DebugOutput.h"
+#include "platform/ThreadSuspension.h"
 
 #include <cxxabi.h>
 
@@ -12,6 +13,7 @@ namespace norq_std {
 
 using norq_std_internal::LogRoad;
 using norq_std_internal::platform::CancellationShield;
+using norq_std_internal::platform::SuspensionShield;
 
 constinit std::atomic<LogEventPriority> StaticLog::currentThreshold{DEBUG};
 constinit std::atomic<bool> StaticLog::logConsole{false};
@@ -42,6 +44,7 @@ WString unconfiguredLine(LogEventPriority priority, const WString& message, cons
 void StaticLog::log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
                     const WString& errorId, std::uint64_t threadId, const WString& fileName, std::uint32_t lineNumber) {
     const CancellationShield shield;
+    const SuspensionShield noSuspension;
     try {
         if (LogRoad* const road = LogRoad::installed();
             road != nullptr && initialized.load(std::memory_order_acquire)) {

@@ -24,6 +24,7 @@ enum ErrorNumber : std::int32_t {
     BrokenPipe = 109,
     DiskFull = 112,
     InsufficientBuffer = 122,
+    InvalidName = 123,
     ModuleNotFound = 126,
     DirectoryNotEmpty = 145,
     AlreadyExists = 183,
@@ -33,7 +34,10 @@ enum ErrorNumber : std::int32_t {
     NoMoreItems = 259,
     KeyDeleted = 1018,
     ServiceAlreadyRunning = 1056,
+    ServiceNotFound = 1060,
     NotRunAsService = 1063,
+    ExceptionInService = 1064,
+    ServiceExists = 1073,
     NotFound = 1168,
     TimedOut = 1460,
     GeneralFailure = 31, ///< stands for every native number that the table does not name
@@ -44,6 +48,9 @@ NORQSTD_EXPORT void setLastError(std::int32_t number) noexcept;
 
 /// The family's number of a native one (`errno`).
 NORQSTD_EXPORT std::int32_t errorFromNative(int nativeNumber) noexcept;
+
+/// The native number behind one of the family's; 0 for a number that the table does not name.
+int nativeError(std::int32_t number) noexcept;
 
 /// Sets the last error from the native one of the call that has just failed.
 NORQSTD_EXPORT void setLastErrorFromNative() noexcept;

@@ -85,6 +85,12 @@ constexpr Row Table[] = {
     {EISCONN, 10056},
 };
 
+const Row* rowOf(std::int32_t number) {
+    const auto* row =
+        std::find_if(std::begin(Table), std::end(Table), [&](const Row& r) { return r.number == number; });
+    return row == std::end(Table) ? nullptr : row;
+}
+
 thread_local std::int32_t last = NoError;
 
 } // namespace
@@ -99,12 +105,16 @@ std::int32_t errorFromNative(int nativeNumber) noexcept {
     return row == std::end(Table) ? GeneralFailure : row->number;
 }
 
+int nativeError(std::int32_t number) noexcept {
+    const Row* const row = rowOf(number);
+    return row == nullptr ? 0 : row->native;
+}
+
 void setLastErrorFromNative() noexcept { last = errorFromNative(errno); }
 
 std::u16string errorDescription(std::int32_t number) {
-    const auto* row =
-        std::find_if(std::begin(Table), std::end(Table), [&](const Row& r) { return r.number == number; });
-    const char* text = row == std::end(Table) ? nullptr : ::strerrordesc_np(row->native);
+    const Row* const row = rowOf(number);
+    const char* text = row == nullptr ? nullptr : ::strerrordesc_np(row->native);
     return text == nullptr ? std::u16string() : toWide(text);
 }
 

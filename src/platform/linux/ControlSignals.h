@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/linux/Descriptor.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+
+#include <signal.h>
+
+namespace norq_std_internal::platform {
+
+/// Takes the signals that are controls of a service, until they are given back: then what stood there before is there
+/// again. One at a time.
+class ControlSignals {
+public:
+    ControlSignals();
+    ~ControlSignals();
+    ControlSignals(const ControlSignals&) = delete;
+    ControlSignals& operator=(const ControlSignals&) = delete;
+
+    bool valid() const { return writing.valid(); }
+    /// On the thread that made it; the descriptors stay.
+    void giveBack() noexcept;
+    /// Ready to read when there is something to take.
+    int descriptor() const { return reading.get(); }
+    /// Wakes whoever waits for that; from any thread.
+    void wake() const noexcept;
+    /// Appends the controls that have come.
+    void take(std::deque<std::uint32_t>& controls) const;
+
+    static constexpr std::size_t Count = 7;
+
+private:
+    struct Installed {
+        int signal = 0;
+        struct sigaction before {};
+    };
+
+    Descriptor reading;
+    Descriptor writing;
+    std::array<Installed, Count> installed{};
+    sigset_t maskBefore{};
+    bool held = false;
+};
+
+} // namespace norq_std_internal::platform
