@@ -11,7 +11,8 @@
 
 namespace norq_std {
 
-/// Runs an `AbstractService` under the operating system's manager of services, which here is systemd (docs/services.md).
+/// Runs an `AbstractService` under the operating system's manager of services, which here is systemd
+/// (docs/services.md).
 ///
 /// There is one a process: the last one made is what the static operations work on. Every `AbstractService` makes its
 /// own; a program has nothing to do with this class.
@@ -24,14 +25,14 @@ namespace norq_std {
 /// while the service starts. A control of the manager that comes that early is kept until the service runs. The service
 /// counts as stopped before its body has ended; for the end of the body 3 seconds are left.
 ///
-/// **Exceptions.** One that leaves `onStart` is reported to the manager as a stop with its error number, and then leaves
-/// `start`. One that leaves `onStop` reaches the caller of `stop`, and the service goes on; on the way of a control,
-/// which has no caller, it is logged as STD2002, and the service ends with its error number. One that leaves a session
-/// operation is logged as STD2002.
+/// **Exceptions.** One that leaves `onStart` is reported to the manager as a stop with its error number, and then
+/// leaves `start`. One that leaves `onStop` reaches the caller of `stop`, and the service goes on; on the way of a
+/// control, which has no caller, it is logged as STD2002, and the service ends with its error number. One that leaves a
+/// session operation is logged as STD2002.
 class NORQSTD_EXPORT NTServiceController : public ServiceController {
 public:
     /// Throws `NorqIllegalArgumentException` for a null service.
-    explicit NTServiceController(AbstractService* service);
+    explicit NTServiceController(AbstractService* controlled);
     /// Stops the service if it runs.
     ~NTServiceController() override;
 

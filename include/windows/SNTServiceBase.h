@@ -63,9 +63,9 @@ private:
 /// tells the worker whether to go on; nobody waits for its end.
 ///
 /// **Pausing** stops the worker wherever it stands, whatever it may hold, until the service is continued. That does
-/// not hold up the log or the heap: if need be the worker goes on until it holds none of their locks. While a control is
-/// carried out on a paused service and comes to no end, the worker goes on for moments, so that it may give back what the
-/// operation waits for. A call of the system that blocks the worker may end early (`EINTR`).
+/// not hold up the log or the heap: if need be the worker goes on until it holds none of their locks. While a control
+/// is carried out on a paused service and comes to no end, the worker goes on for moments, so that it may give back
+/// what the operation waits for. A call of the system that blocks the worker may end early (`EINTR`).
 class NORQSTD_EXPORT SNTServiceBase {
 public:
     using ThreadProc = std::uint32_t (*)(void*);
@@ -96,13 +96,13 @@ public:
     /// Whether there is a unit file of the service where `Install` would write it.
     int IsInstalled() const;
     /// Writes a unit file that starts the running program with the machine or, for a user other than root, with the
-    /// user's manager. It is there whole or not at all. Each dependency is a service that must run before; with a `+` in
-    /// front it is a target. Fails (error 1073) if the service is installed.
+    /// user's manager. It is there whole or not at all. Each dependency is a service that must run before; with a `+`
+    /// in front it is a target. Fails (error 1073) if the service is installed.
     int Install();
     int Uninstall();
 
-    /// Carries out the first argument, whatever case it is written in: `-f` foreground, `-v` version, `-i` install, `-u`
-    /// uninstall. 1 if that was all that there is to do.
+    /// Carries out the first argument, whatever case it is written in: `-f` foreground, `-v` version, `-i` install,
+    /// `-u` uninstall. 1 if that was all that there is to do.
     int ParseStandardArgs(int argc, const norq_std::WChar* const* argv);
     /// Takes what the main function is given, as UTF-8.
     int ParseStandardArgs(int argc, const char* const* argv);
@@ -136,7 +136,8 @@ protected:
     SharedWord<std::uint32_t> waitHint;
     SharedWord<std::int32_t> running;
     norq_std::WString dependencies;
-    std::shared_ptr<norq_std_internal::platform::SuspendTarget> threadHandle; // guarded, as the next, by one lock of all
+    std::shared_ptr<norq_std_internal::platform::SuspendTarget>
+        threadHandle; // guarded, as the next, by one lock of all
     std::shared_ptr<norq_std::Event> stopEvent;
     ThreadProc threadProc;
     SharedWord<std::int32_t> foreground;

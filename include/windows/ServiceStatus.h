@@ -26,8 +26,9 @@ enum ServiceControl : std::uint32_t {
     SERVICE_CONTROL_SESSIONCHANGE = 14,
 };
 
-/// Bits of the controls that a service accepts. Here they decide one thing alone: without `SERVICE_ACCEPT_SESSIONCHANGE`
-/// sessions are not watched. All other controls are sent by hand, and a service is told of each.
+/// Bits of the controls that a service accepts. Here they decide one thing alone: without
+/// `SERVICE_ACCEPT_SESSIONCHANGE` sessions are not watched. All other controls are sent by hand, and a service is told
+/// of each.
 enum ServiceAccept : std::uint32_t {
     SERVICE_ACCEPT_STOP = 0x1,
     SERVICE_ACCEPT_PAUSE_CONTINUE = 0x2,

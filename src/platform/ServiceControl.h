@@ -8,8 +8,8 @@
 
 namespace norq_std_internal::platform {
 
-// What runs a service: the manager of services that started the process, here systemd. docs/services.md says which signal
-// is which control, and what the manager is told of each state.
+// What runs a service: the manager of services that started the process, here systemd. docs/services.md says which
+// signal is which control, and what the manager is told of each state.
 //
 // A call that answers false, or gives no handle, has failed and leaves the last error.
 
@@ -17,9 +17,9 @@ using ServiceHandle = void*;
 using ServiceMain = void (*)(std::uint32_t argc, char16_t** argv);
 using ServiceControlHandler = void (*)(std::uint32_t control, std::uint32_t eventType, void* eventData, void* context);
 
-/// Calls `main` on a thread of its own, with the name as its one argument, and hands out controls on the calling thread,
-/// until `main` has returned. While it runs, the signals of the controls are its own, whatever was installed for them
-/// before.
+/// Calls `main` on a thread of its own, with the name as its one argument, and hands out controls on the calling
+/// thread, until `main` has returned. While it runs, the signals of the controls are its own, whatever was installed
+/// for them before.
 ///
 /// Fails with InvalidData for an empty name or no function, with ServiceAlreadyRunning while it runs, with
 /// NotRunAsService if no manager started the process. What `main` throws leaves this call, once `main` has ended.

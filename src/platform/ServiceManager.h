@@ -11,7 +11,7 @@ namespace norq_std_internal::platform {
 // A call that answers false has failed, leaves the last error, and has changed nothing.
 
 struct ServiceInstallation {
-    norq_std::WString name;        ///< also the name that is shown
+    norq_std::WString name;         ///< also the name that is shown
     norq_std::WString dependencies; ///< what must run before, each with a zero unit behind it; `+` in front of a target
 };
 

@@ -7,8 +7,8 @@
 
 namespace norq_std_internal::platform {
 
-// Sessions of users on this machine, as the system's login manager (logind) knows them. Session "5" has the number 5, "c2"
-// the number 0x80000002. A call that answers false has failed and leaves the last error.
+// Sessions of users on this machine, as the system's login manager (logind) knows them. Session "5" has the number 5,
+// "c2" the number 0x80000002. A call that answers false has failed and leaves the last error.
 
 /// The name of the session's user; also of a session that has just ended, while its end is being told.
 NORQSTD_EXPORT bool sessionUser(std::uint32_t session, norq_std::WString& user);

@@ -19,9 +19,9 @@ public:
 
 /// A thread that others may stop wherever it stands, and let go on. Shared by that thread and by those who stop it.
 ///
-/// A stopped thread keeps its locks. So a stop takes hold, wherever possible, in the thread's own code or where it waits,
-/// rather than in the middle of a call into a library; whoever stops it names a probe of the locks that must be free
-/// meanwhile; and work that may need others runs under a `SuspensionRelief`.
+/// A stopped thread keeps its locks. So a stop takes hold, wherever possible, in the thread's own code or where it
+/// waits, rather than in the middle of a call into a library; whoever stops it names a probe of the locks that must be
+/// free meanwhile; and work that may need others runs under a `SuspensionRelief`.
 class NORQSTD_EXPORT SuspendTarget {
 public:
     SuspendTarget();

@@ -81,8 +81,8 @@ WString textIn(std::span<const WChar* const> texts, std::uint32_t number, const 
 
 std::atomic<NTServiceController*> NTServiceController::instance{nullptr};
 
-NTServiceController::NTServiceController(AbstractService* service)
-    : ServiceController(service) {
+NTServiceController::NTServiceController(AbstractService* controlled)
+    : ServiceController(controlled) {
     status.controlsAccepted = AcceptedControls;
     instance = this;
     if (callServiceInForeground())
@@ -113,12 +113,10 @@ WString NTServiceController::serviceStatusToString(std::uint32_t state) {
 
 WString NTServiceController::controlCodeToString(std::uint32_t controlCode) {
     static constexpr std::array<const WChar*, 14> texts{
-        u"SERVICE_CONTROL_STOP",           u"SERVICE_CONTROL_PAUSE",
-        u"SERVICE_CONTROL_CONTINUE",       u"SERVICE_CONTROL_INTERROGATE",
-        u"SERVICE_CONTROL_SHUTDOWN",       u"SERVICE_CONTROL_PARAMCHANGE",
-        u"SERVICE_CONTROL_NETBINDADD",     u"SERVICE_CONTROL_NETBINDREMOVE",
-        u"SERVICE_CONTROL_NETBINDENABLE",  u"SERVICE_CONTROL_NETBINDDISABLE",
-        u"SERVICE_CONTROL_DEVICEEVENT",    u"SERVICE_CONTROL_HARDWAREPROFILECHANGE",
+        u"SERVICE_CONTROL_STOP",           u"SERVICE_CONTROL_PAUSE",         u"SERVICE_CONTROL_CONTINUE",
+        u"SERVICE_CONTROL_INTERROGATE",    u"SERVICE_CONTROL_SHUTDOWN",      u"SERVICE_CONTROL_PARAMCHANGE",
+        u"SERVICE_CONTROL_NETBINDADD",     u"SERVICE_CONTROL_NETBINDREMOVE", u"SERVICE_CONTROL_NETBINDENABLE",
+        u"SERVICE_CONTROL_NETBINDDISABLE", u"SERVICE_CONTROL_DEVICEEVENT",   u"SERVICE_CONTROL_HARDWAREPROFILECHANGE",
         u"SERVICE_CONTROL_POWEREVENT",     u"SERVICE_CONTROL_SESSIONCHANGE"};
     return textIn(texts, controlCode, u"Unknown Service Control Code");
 }

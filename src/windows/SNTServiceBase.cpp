@@ -3,21 +3,24 @@
 #include "base/EncodingUtils.h"
 #include "base/ErrorUtils.h"
 #include "base/LogMacros.h"
-#include "base/StringUtils.h"
+#include "base/WideChar.h"
 #include "concurrency/Concurrency.h"
 #include "concurrency/Event.h"
 #include "exception/NorqException.h"
 #include "internal/LogRoad.h"
 #include "log/NTServiceLogger.h"
 #include "log/SLog.h"
+#include "platform/Error.h"
 #include "platform/ServiceControl.h"
 #include "platform/ServiceManager.h"
 #include "platform/ThreadSuspension.h"
 #include "thread/Thread.h"
 #include "windows/ServiceStatus.h"
 
+#include <algorithm>
 #include <array>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -162,7 +165,9 @@ int SNTServiceBase::ParseStandardArgs(int argc, const WChar* const* argv) {
         return 0;
     NTServiceLogger& logger = NTServiceLogger::getInstance();
     const WChar* const name = serviceName.c_str();
-    const auto is = [&](const WChar* option) { return norq_std::StringUtils::equalsIgnoreCase(argv[1], option); };
+    WString first = argv[1];
+    std::ranges::transform(first, first.begin(), &norq_std::WideChar::toLower);
+    const auto is = [&](const WChar* option) { return first == option; };
     if (is(u"-f")) {
         foreground = 1;
         return 0;
@@ -205,8 +210,8 @@ int SNTServiceBase::Start() {
 
 WString SNTServiceBase::GetStatusStr(std::uint32_t state) {
     static constexpr std::array<const WChar*, 8> texts{
-        u"Unknown Service State",    u"SERVICE_STOPPED",       u"SERVICE_START_PENDING", u"SERVICE_STOP_PENDING",
-        u"SERVICE_RUNNING", u"SERVICE_CONTINUE_PENDING", u"SERVICE_PAUSE_PENDING", u"SERVICE_PAUSED"};
+        u"Unknown Service State", u"SERVICE_STOPPED",          u"SERVICE_START_PENDING", u"SERVICE_STOP_PENDING",
+        u"SERVICE_RUNNING",       u"SERVICE_CONTINUE_PENDING", u"SERVICE_PAUSE_PENDING", u"SERVICE_PAUSED"};
     return texts[state < texts.size() ? state : 0];
 }
 
@@ -256,26 +261,29 @@ void SNTServiceBase::RunService() {
 }
 
 bool SNTServiceBase::StartWorker() {
-    {
-        const std::lock_guard guard(handlesMutex());
-        stopEvent = std::make_shared<norq_std::Event>(true, false);
-    }
-    SetStatus(norq_std::SERVICE_START_PENDING);
-    auto target = std::make_shared<platform::SuspendTarget>();
-    const auto body = std::make_shared<Body>(threadProc, target);
     try {
+        auto event = std::make_shared<norq_std::Event>(true, false);
+        {
+            const std::lock_guard guard(handlesMutex());
+            stopEvent = std::move(event);
+        }
+        SetStatus(norq_std::SERVICE_START_PENDING);
+        auto target = std::make_shared<platform::SuspendTarget>();
+        const auto body = std::make_shared<Body>(threadProc, target);
         norq_std::Thread thread(body, u"");
         thread.setJoinOnDestruct(false);
         thread.start();
+        norq_std::Concurrency::waitForSingleObject(body->begun, -1);
+        const std::lock_guard guard(handlesMutex());
+        threadHandle = std::move(target);
+        return true;
     } catch (const norq_std::NorqException& failure) {
-        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::ServiceMain", u"No worker thread: %ls", failure.getMessage());
-        CloseHandles();
-        return false;
+        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::ServiceMain", u"No worker: %ls", failure.getMessage());
+    } catch (const std::bad_alloc&) {
+        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::ServiceMain", u"No worker: out of memory");
     }
-    norq_std::Concurrency::waitForSingleObject(body->begun, -1);
-    const std::lock_guard guard(handlesMutex());
-    threadHandle = std::move(target);
-    return true;
+    CloseHandles();
+    return false;
 }
 
 void SNTServiceBase::CloseHandles() {
@@ -350,8 +358,8 @@ void SNTServiceBase::HandleControl(std::uint32_t control) {
         if (control < 128 || OnUserControl(control) == 0)
             NTServiceLogger::getInstance().SL2001(function);
     }
-    NORQ_LOG(norq_std::TRACE, u"SNTServiceBase::Handler", u"End with Updated status (%lu, %lu)",
-             numberOf(statusHandle), std::uint32_t{currentState});
+    NORQ_LOG(norq_std::TRACE, u"SNTServiceBase::Handler", u"End with Updated status (%lu, %lu)", numberOf(statusHandle),
+             std::uint32_t{currentState});
 }
 
 void SNTServiceBase::HandleStop() {

@@ -182,8 +182,8 @@ void Dispatcher::openControls() {
 void Dispatcher::report(const ServiceStatus& status) {
     std::string text = "STATUS=";
     text += stateText(status.currentState);
-    const bool ends = status.currentState == norq_std::SERVICE_STOP_PENDING ||
-                      status.currentState == norq_std::SERVICE_STOPPED;
+    const bool ends =
+        status.currentState == norq_std::SERVICE_STOP_PENDING || status.currentState == norq_std::SERVICE_STOPPED;
     const bool stopped = status.currentState == norq_std::SERVICE_STOPPED;
     {
         const std::lock_guard guard(mutex);
@@ -214,7 +214,8 @@ void Dispatcher::wait(std::vector<pollfd>& descriptors) {
     }
     std::chrono::milliseconds time{-1};
     if (until)
-        time = std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(*until - Clock::now()));
+        time =
+            std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(*until - Clock::now()));
     ::poll(descriptors.data(), descriptors.size(), static_cast<int>(time.count()));
 }
 

@@ -5,6 +5,7 @@
 #include "platform/SystemInfo.h"
 #include "platform/linux/Descriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -112,7 +113,7 @@ std::string plainValue(std::string_view text) {
 }
 
 /// A word of a command line.
-std::string quoted(std::string_view text) {
+std::string commandWord(std::string_view text) {
     std::string value = "\"";
     for (const char c : text) {
         if (c == '"' || c == '\\')
@@ -133,7 +134,7 @@ std::string unitText(const ServiceInstallation& service, const std::string& prog
     std::string text = "[Unit]\nDescription=" + plainValue(toUtf8(service.name)) + "\n";
     for (const std::string& unit : dependencyUnits(service.dependencies))
         text.append("Requires=").append(unit).append("\nAfter=").append(unit).append("\n");
-    text.append("\n[Service]\nType=notify\nExecStart=").append(quoted(program)).append("\n");
+    text.append("\n[Service]\nType=notify\nExecStart=").append(commandWord(program)).append("\n");
     text.append("ExecReload=/bin/kill -HUP $MAINPID\n\n[Install]\nWantedBy=").append(startTarget()).append("\n");
     return text;
 }
@@ -185,8 +186,8 @@ bool createWhole(const fs::path& path, std::string_view text) {
     const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.valid())
         return failsNatively(errno);
-    const bool done = writeAll(file.get(), text) && ::fchmod(file.get(), 0644) == 0 &&
-                      ::link(temporary.c_str(), path.c_str()) == 0;
+    const bool done =
+        writeAll(file.get(), text) && ::fchmod(file.get(), 0644) == 0 && ::link(temporary.c_str(), path.c_str()) == 0;
     const int error = errno;
     ::unlink(temporary.c_str());
     if (done)
@@ -228,7 +229,7 @@ bool disable(const Unit& unit) {
     return !error || failsNatively(error.value());
 }
 
-bool exists(const fs::path& path) {
+bool hasEntry(const fs::path& path) {
     struct stat ignored {};
     return ::lstat(path.c_str(), &ignored) == 0;
 }
@@ -237,7 +238,7 @@ bool exists(const fs::path& path) {
 
 bool isServiceInstalled(const WString& name) {
     Unit unit;
-    return unit.find(name) && (exists(unit.file()) || fails(ServiceNotFound));
+    return unit.find(name) && (hasEntry(unit.file()) || fails(ServiceNotFound));
 }
 
 bool installService(const ServiceInstallation& service) {
@@ -262,7 +263,7 @@ bool removeService(const WString& name) {
     Unit unit;
     if (!unit.find(name))
         return false;
-    if (!exists(unit.file()))
+    if (!hasEntry(unit.file()))
         return fails(ServiceNotFound);
     if (!disable(unit))
         return false;

@@ -262,7 +262,8 @@ void SessionMonitor::appendDescriptors(std::vector<pollfd>& descriptors) const {
     const int events = ::sd_login_monitor_get_events(state->login);
     descriptors.push_back({::sd_login_monitor_get_fd(state->login), static_cast<short>(std::max(events, 0)), 0});
     if (state->bus != nullptr)
-        descriptors.push_back({::sd_bus_get_fd(state->bus), static_cast<short>(std::max(::sd_bus_get_events(state->bus), 0)), 0});
+        descriptors.push_back(
+            {::sd_bus_get_fd(state->bus), static_cast<short>(std::max(::sd_bus_get_events(state->bus), 0)), 0});
 }
 
 std::optional<std::chrono::milliseconds> SessionMonitor::waitLimit() const {
@@ -272,7 +273,8 @@ std::optional<std::chrono::milliseconds> SessionMonitor::waitLimit() const {
     timespec time{};
     ::clock_gettime(CLOCK_MONOTONIC, &time);
     const std::chrono::microseconds now =
-        std::chrono::seconds(time.tv_sec) + std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::nanoseconds(time.tv_nsec));
+        std::chrono::seconds(time.tv_sec) +
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::nanoseconds(time.tv_nsec));
     const auto left = std::chrono::microseconds(at) - now;
     return std::max(std::chrono::milliseconds(0), std::chrono::ceil<std::chrono::milliseconds>(left));
 }

@@ -1,12 +1,12 @@
 // How a thread is stopped from outside without holding up the process.
 //
-// A signal that only the thread receives has a handler that waits until the thread may go on. Between the signal and the
-// wait the handler looks where the thread stands. Under a shield (the log) the stop is put off to the shield's end. In
-// the code of another module (the allocator, the C library) it asks to be tried again, and after a moment it is; the
+// A signal that only the thread receives has a handler that waits until the thread may go on. Between the signal and
+// the wait the handler looks where the thread stands. Under a shield (the log) the stop is put off to the shield's end.
+// In the code of another module (the allocator, the C library) it asks to be tried again, and after a moment it is; the
 // third time at the same place the thread is taken to block there, and is stopped. What is left are locks that are held
 // around a blocking call, or in the thread's own code. Those are found by the probe: it takes the locks in question
-// while the thread stands, and a helper lets the thread go on for a moment if the probe makes no end; then the place was
-// a bad one, and another is tried.
+// while the thread stands, and a helper lets the thread go on for a moment if the probe makes no end; then the place
+// was a bad one, and another is tried.
 //
 // The helper takes no lock and allocates nothing. It and whoever stops the thread share the state's mutex, held by the
 // latter for as long as the helper is at work; the thread takes it too before it ends, so that a signal never goes to a
@@ -52,9 +52,9 @@ constexpr long Microsecond = 1000 * Nanosecond;
 constexpr long Millisecond = 1000 * Microsecond;
 constexpr long Second = 1000 * Millisecond;
 
-constexpr int SamePlaces = 3;        ///< in as many looks: the thread blocks there
-constexpr int QuickLooks = 100;      ///< then the looks are a millisecond apart
-constexpr int Looks = 1000;          ///< then it is stopped anywhere
+constexpr int SamePlaces = 3;   ///< in as many looks: the thread blocks there
+constexpr int QuickLooks = 100; ///< then the looks are a millisecond apart
+constexpr int Looks = 1000;     ///< then it is stopped anywhere
 constexpr long QuickPause = 50 * Microsecond;
 constexpr long AnswerLimit = 10 * Second;
 constexpr long DeferralLimit = 5 * Second;
@@ -79,8 +79,8 @@ bool awaitChange(Word& word, std::uint32_t value, long limit) {
     ::clock_gettime(CLOCK_MONOTONIC, &end);
     end.tv_sec += limit / Second;
     while (word.load() == value) {
-        const long result = ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, value, &end, nullptr,
-                                      FUTEX_BITSET_MATCH_ANY);
+        const long result =
+            ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, value, &end, nullptr, FUTEX_BITSET_MATCH_ANY);
         if (result != 0 && errno == ETIMEDOUT)
             return word.load() != value;
     }
@@ -152,8 +152,8 @@ struct SuspendTarget::State {
     void touchHeap();
 
     std::recursive_mutex mutex;
-    bool attached = false;  // guarded by the mutex
-    pid_t thread = 0;       // guarded by the mutex
+    bool attached = false; // guarded by the mutex
+    pid_t thread = 0;      // guarded by the mutex
     void* probeBlock = nullptr;
     std::size_t probeSize = ProbeBytes;
 
