@@ -39,16 +39,33 @@ struct Entry {
     Text key;
 };
 
-/// The keys in the random order in which they are asked for, each in turn. Every implementation has texts of its own
-/// kind, side by side in this order.
+/// The keys in the random order in which they are asked for. A batch of them at a time is copied to where it stays in
+/// the near cache, outside the measured time, so that a row measures the look-up and not the reading of what to look
+/// up. Every implementation has texts of its own kind.
 template <class T>
 class Turns {
 public:
     void add(T entry) { entries.push_back(std::move(entry)); }
-    const T& next() { return entries[position = position + 1 < entries.size() ? position + 1 : 0]; }
+
+    /// Calls `visit` with one key after the other for as long as the benchmark shall run.
+    template <class F>
+    void run(benchmark::State& state, F visit) {
+        batch.resize(BATCH, entries.front());
+        while (state.KeepRunningBatch(BATCH)) {
+            state.PauseTiming();
+            for (T& entry : batch)
+                entry = entries[position = position + 1 < entries.size() ? position + 1 : 0];
+            state.ResumeTiming();
+            for (const T& entry : batch)
+                visit(entry);
+        }
+    }
 
 private:
+    static constexpr benchmark::IterationCount BATCH = 500;
+
     std::vector<T> entries;
+    std::vector<T> batch;
     std::size_t position = 0;
 };
 
@@ -158,29 +175,26 @@ void addLoad(const std::string& topic, Document& document) {
 void addLookUp(const std::string& topic, Document& document) {
     addRow(topic + "/ours", document, false, [](Document& d, benchmark::State& state) {
         const auto ours = loadOurs(d.file);
-        for (auto _ : state) {
-            const auto& entry = d.wide.next();
+        d.wide.run(state, [&](const Entry<WString>& entry) {
             benchmark::DoNotOptimize(ours->getValue(entry.key, entry.section));
-        }
+        });
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
-        for (auto _ : state) {
-            const auto& entry = d.narrow.next();
+        d.narrow.run(state, [&](const Entry<std::string>& entry) {
             benchmark::DoNotOptimize(ini->GetValue(entry.section.c_str(), entry.key.c_str()));
-        }
+        });
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
-        for (auto _ : state) {
-            const auto& entry = d.narrow.next();
+        d.narrow.run(state, [&](const Entry<std::string>& entry) {
             g_free(g_key_file_get_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), nullptr));
-        }
+        });
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         const ptree tree = loadTree(d.file);
-        for (auto _ : state)
-            benchmark::DoNotOptimize(tree.get<std::string>(d.paths.next()));
+        d.paths.run(state,
+                    [&](const ptree::path_type& path) { benchmark::DoNotOptimize(tree.get<std::string>(path)); });
     });
 }
 
@@ -189,29 +203,24 @@ void addSet(const std::string& topic, Document& document) {
         const auto ours = loadOurs(d.file);
         const WString values[] = {u"one value or", u"another value"};
         std::size_t turn = 0;
-        for (auto _ : state) {
-            const auto& entry = d.wide.next();
-            ours->setValue(entry.key, values[turn ^= 1], entry.section);
-        }
+        d.wide.run(state,
+                   [&](const Entry<WString>& entry) { ours->setValue(entry.key, values[turn ^= 1], entry.section); });
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
-        for (auto _ : state) {
-            const auto& entry = d.narrow.next();
+        d.narrow.run(state, [&](const Entry<std::string>& entry) {
             ini->SetValue(entry.section.c_str(), entry.key.c_str(), alternate());
-        }
+        });
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
-        for (auto _ : state) {
-            const auto& entry = d.narrow.next();
+        d.narrow.run(state, [&](const Entry<std::string>& entry) {
             g_key_file_set_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), alternate());
-        }
+        });
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         ptree tree = loadTree(d.file);
-        for (auto _ : state)
-            tree.put(d.paths.next(), alternate());
+        d.paths.run(state, [&](const ptree::path_type& path) { tree.put(path, alternate()); });
     });
 }
 
