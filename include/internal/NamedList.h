@@ -2,10 +2,11 @@
 
 #include "internal/TextHash.h"
 
+#include <cstddef>
 #include <list>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace norq_std_internal {
 
@@ -23,9 +24,7 @@ public:
     NamedList() = default;
     NamedList(const NamedList& other)
         : values(other.values) {
-        index.reserve(values.size());
-        for (auto value = values.begin(); value != values.end(); ++value)
-            index.emplace(NameOf(*value), value);
+        makeIndex();
     }
     NamedList(NamedList&& other) noexcept { swap(other); }
     NamedList& operator=(const NamedList& other) {
@@ -49,13 +48,16 @@ public:
     const_iterator end() const { return values.end(); }
 
     /// The value with this name, null if there is none.
-    T* find(std::u16string_view name) {
-        const auto found = index.find(name);
-        return found == index.end() ? nullptr : &*found->second;
-    }
+    T* find(std::u16string_view name) { return const_cast<T*>(std::as_const(*this).find(name)); }
     const T* find(std::u16string_view name) const {
-        const auto found = index.find(name);
-        return found == index.end() ? nullptr : &*found->second;
+        if (index.empty()) {
+            for (const T& value : values)
+                if (SameText()(NameOf(value), name))
+                    return &value;
+            return nullptr;
+        }
+        const Slot& slot = index[findSlot(name, TextHash()(name))];
+        return slot.isUsed ? &*slot.value : nullptr;
     }
 
     /// Makes a value at the end.
@@ -63,7 +65,10 @@ public:
     T& add(A&&... arguments) {
         const auto added = values.emplace(values.end(), std::forward<A>(arguments)...);
         try {
-            index.emplace(NameOf(*added), added);
+            if (values.size() * 2 > (index.empty() ? 2 * FEW : index.size()))
+                makeIndex();
+            else if (!index.empty())
+                enter(added);
         } catch (...) {
             values.pop_back();
             throw;
@@ -72,18 +77,70 @@ public:
     }
 
     bool remove(std::u16string_view name) {
-        const auto found = index.find(name);
-        if (found == index.end())
-            return false;
-        const iterator value = found->second;
-        index.erase(found);
+        auto value = values.begin();
+        if (index.empty()) {
+            while (value != values.end() && !SameText()(NameOf(*value), name))
+                ++value;
+            if (value == values.end())
+                return false;
+        } else {
+            const std::size_t slot = findSlot(name, TextHash()(name));
+            if (!index[slot].isUsed)
+                return false;
+            value = index[slot].value;
+            removeSlot(slot);
+        }
         values.erase(value);
         return true;
     }
 
 private:
+    static constexpr std::size_t FEW = 4; // are searched faster than they are hashed
+
+    struct Slot {
+        std::size_t hash = 0;
+        iterator value;
+        bool isUsed = false;
+    };
+
+    /// The slot of the name, or the free one where it belongs. There is an index.
+    std::size_t findSlot(std::u16string_view name, std::size_t hash) const {
+        std::size_t slot = hash & (index.size() - 1);
+        while (index[slot].isUsed && (index[slot].hash != hash || !SameText()(NameOf(*index[slot].value), name)))
+            slot = (slot + 1) & (index.size() - 1);
+        return slot;
+    }
+
+    void enter(iterator value) {
+        const std::u16string_view name = NameOf(*value);
+        const std::size_t hash = TextHash()(name);
+        index[findSlot(name, hash)] = {hash, value, true};
+    }
+
+    void makeIndex() {
+        if (values.size() <= FEW)
+            return;
+        std::size_t slots = 4 * FEW;
+        while (slots < values.size() * 2)
+            slots *= 2;
+        std::vector<Slot>(slots).swap(index);
+        for (auto value = values.begin(); value != values.end(); ++value)
+            enter(value);
+    }
+
+    void removeSlot(std::size_t hole) {
+        // Slots behind the hole move up to it where their search would pass it.
+        const std::size_t mask = index.size() - 1;
+        for (std::size_t i = (hole + 1) & mask; index[i].isUsed; i = (i + 1) & mask)
+            if (((i - index[i].hash) & mask) >= ((i - hole) & mask)) {
+                index[hole] = index[i];
+                hole = i;
+            }
+        index[hole].isUsed = false;
+    }
+
     std::list<T> values;
-    std::unordered_map<std::u16string_view, iterator, TextHash, SameText> index;
+    std::vector<Slot> index; // open addressing, a power of two; empty while there are few
 };
 
 } // namespace norq_std_internal
