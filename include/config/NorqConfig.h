@@ -80,8 +80,8 @@ private:
     enum class Assignment : std::uint8_t { Same, Added, Changed };
 
     /// The value that the section, which may be null, has for the key.
-    static std::optional<std::u16string_view> valueIn(const ConfigurationSection* section,
-                                                      std::u16string_view trimmedKey);
+    static std::optional<norq_std_internal::PackedView> valueIn(const ConfigurationSection* section,
+                                                                std::u16string_view trimmedKey);
     bool isListener(const std::shared_ptr<ConfigurationListener>& listener) const NORQ_REQUIRES(lock);
     /// Sets the value, and says what became of the key.
     Assignment assign(const WString& key, const WString& value, const WString& section) NORQ_REQUIRES(lock);

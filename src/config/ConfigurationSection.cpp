@@ -24,7 +24,7 @@ std::list<WString> ConfigurationSection::getKeys() const {
     std::list<WString> keys;
     elements.forEach([&keys](const LineList::Line& line) {
         if (!line.key.empty())
-            keys.emplace_back(line.key);
+            keys.push_back(line.key.toString());
     });
     return keys;
 }
@@ -33,12 +33,15 @@ std::list<WString> ConfigurationSection::getValues() const {
     std::list<WString> values;
     elements.forEach([&values](const LineList::Line& line) {
         if (!line.key.empty())
-            values.emplace_back(line.text);
+            values.push_back(line.text.toString());
     });
     return values;
 }
 
-WString ConfigurationSection::getValue(const WString& key) const { return WString(elements.value(trimmed(key))); }
+WString ConfigurationSection::getValue(const WString& key) const {
+    const auto value = elements.value(trimmed(key));
+    return value ? value->toString() : WString();
+}
 
 bool ConfigurationSection::contains(const WString& key) const { return elements.contains(trimmed(key)); }
 
@@ -64,19 +67,18 @@ void ConfigurationSection::appendElements(const ConfigurationSection& section) {
     }
     section.elements.forEach([this](const LineList::Line& line) {
         if (line.key.empty())
-            elements.addComment(line.text);
+            elements.addComment(line.text.toString());
         else
-            elements.put(line.key, line.text);
+            elements.put(line.key.toString(), line.text.toString());
     });
 }
 
 void ConfigurationSection::visit(ConfigurationVisitor& visitor) const {
     ConfigurationElement element; // one for all, for the space of its texts
     elements.forEach([&](const LineList::Line& line) {
-        const bool isComment = line.key.empty();
-        element.key = line.key;
-        element.value = isComment ? std::u16string_view() : line.text;
-        element.comment = isComment ? line.text : std::u16string_view();
+        line.key.copyTo(element.key);
+        line.text.copyTo(line.key.empty() ? element.comment : element.value);
+        (line.key.empty() ? element.value : element.comment).clear();
         visitor.visitElement(element);
     });
 }

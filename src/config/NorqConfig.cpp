@@ -16,6 +16,7 @@
 namespace norq_std {
 
 using norq_std_internal::LineList;
+using norq_std_internal::PackedView;
 using norq_std_internal::trimmed;
 using norq_std_internal::trimmedRight;
 
@@ -95,9 +96,13 @@ void NorqConfig::notifyListeners(const ConfigurationChangeEvent& event) {
         listener->onConfigChange(event);
 }
 
+std::optional<PackedView> NorqConfig::valueIn(const ConfigurationSection* section, std::u16string_view trimmedKey) {
+    return section == nullptr ? std::nullopt : section->elements.value(trimmedKey);
+}
+
 NorqConfig::Assignment NorqConfig::assign(const WString& key, const WString& value, const WString& section) {
-    const std::optional<std::u16string_view> old = valueIn(find(trimmed(section)), trimmed(key));
-    if (old == trimmedRight(value))
+    const std::optional<PackedView> old = valueIn(find(trimmed(section)), trimmed(key));
+    if (old && *old == trimmedRight(value))
         return Assignment::Same;
     const Assignment assignment = old ? Assignment::Changed : Assignment::Added;
     Configuration::setValue(key, value, section);
@@ -129,8 +134,8 @@ void NorqConfig::addSection(const ConfigurationSection& section) {
     const ConfigurationSection given = section; // a listener may change the original
     const WString name = given.getName();
     given.elements.forEach([&](const LineList::Line& line) NORQ_NO_THREAD_SAFETY_ANALYSIS {
-        const WString key(line.key);
-        const WString value(line.text);
+        const WString key = line.key.toString();
+        const WString value = line.text.toString();
         if (!key.empty())
             notifyAssignment(assign(key, value, name), key, value, name);
     });
@@ -151,7 +156,7 @@ bool NorqConfig::removeSection(const WString& section) {
     removed.elements.forEach([&](const LineList::Line& line) {
         if (!line.key.empty())
             notifyListeners(
-                {getPath(), ConfigurationChangeEvent::Removed, section, WString(line.key), WString(line.text)});
+                {getPath(), ConfigurationChangeEvent::Removed, section, line.key.toString(), line.text.toString()});
     });
     return true;
 }
@@ -179,27 +184,19 @@ void NorqConfig::onFileCreated(const File&) { checkFileForChanges(false); }
 
 void NorqConfig::onFileContentChange(const File&) { checkFileForChanges(false); }
 
-std::optional<std::u16string_view> NorqConfig::valueIn(const ConfigurationSection* section,
-                                                       std::u16string_view trimmedKey) {
-    if (section == nullptr)
-        return std::nullopt;
-    const std::u16string_view value = section->elements.value(trimmedKey);
-    return value.data() == nullptr ? std::nullopt : std::optional(value);
-}
-
 std::list<ConfigurationChangeEvent> NorqConfig::getChangeEvents(const Configuration& other) {
     const AutoLock<Lock> guard(lock);
     const AutoLock<Lock> otherGuard(other.lock);
     const File file = getPath();
     std::list<ConfigurationChangeEvent> events;
     const auto add = [&](ConfigurationChangeEvent::ChangeType type, const ConfigurationSection& section,
-                         std::u16string_view key, std::u16string_view value) {
-        events.emplace_back(file, type, section.getName(), WString(key), WString(value));
+                         const PackedView& key, const PackedView& value) {
+        events.emplace_back(file, type, section.getName(), key.toString(), value.toString());
     };
     for (const ConfigurationSection& section : sections) {
         const ConfigurationSection* const otherSection = other.find(section.nameView());
         section.elements.forEach([&](const LineList::Line& line) {
-            const std::optional<std::u16string_view> now = valueIn(otherSection, line.key);
+            const std::optional<PackedView> now = valueIn(otherSection, line.key.toString());
             if (line.key.empty() || now == line.text)
                 return;
             if (now)
@@ -211,7 +208,7 @@ std::list<ConfigurationChangeEvent> NorqConfig::getChangeEvents(const Configurat
     for (const ConfigurationSection& otherSection : other.sections) {
         const ConfigurationSection* const section = find(otherSection.nameView());
         otherSection.elements.forEach([&](const LineList::Line& line) {
-            if (!line.key.empty() && !valueIn(section, line.key))
+            if (!line.key.empty() && !valueIn(section, line.key.toString()))
                 add(ConfigurationChangeEvent::Added, otherSection, line.key, line.text);
         });
     }

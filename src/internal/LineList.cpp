@@ -1,5 +1,6 @@
 #include "internal/LineList.h"
 
+#include "internal/LatinUnits.h"
 #include "internal/TextHash.h"
 
 #include <algorithm>
@@ -12,23 +13,71 @@ namespace {
 
 constexpr std::size_t FEW_KEYS = 8;   // are searched faster than they are hashed
 constexpr std::size_t FEW_LINES = 64; // among which the few keys are searched
-constexpr std::size_t FIRST_UNITS = 256;
-constexpr std::size_t TIDY_UNITS = 4096;
+constexpr std::size_t FIRST_BYTES = 512;
+constexpr std::size_t TIDY_BYTES = 4096;
 constexpr std::size_t TIDY_LINES = 32;
 
 std::uint32_t hashOf(std::u16string_view key) { return static_cast<std::uint32_t>(TextHash()(key)); }
 
-bool isSame(std::u16string_view a, std::u16string_view b) { return SameText()(a, b); }
+/// A text on its way into the buffer.
+class Packing {
+public:
+    explicit Packing(std::u16string_view source)
+        : text(source)
+        , wide(!isLatin(source.data(), source.size())) {}
+
+    bool isWide() const { return wide; }
+    std::size_t size() const { return text.size() * (wide ? sizeof(norq_std::WChar) : 1); }
+    void write(char* to) const {
+        if (!wide)
+            narrowLatin(text.data(), text.size(), to);
+        else
+            std::memcpy(to, text.data(), size());
+    }
+
+private:
+    std::u16string_view text;
+    bool wide;
+};
+
+/// Whether so many keys in so many slots are found in few steps.
+bool isEnough(std::size_t slots, std::size_t keys) { return keys * 8 <= slots * 7; }
 
 } // namespace
 
+norq_std::WString PackedView::toString() const {
+    norq_std::WString text;
+    copyTo(text);
+    return text;
+}
+
+void PackedView::copyTo(norq_std::WString& text) const {
+    if (wide) {
+        text.resize(byteCount / sizeof(norq_std::WChar));
+        std::memcpy(text.data(), bytes, byteCount);
+    } else {
+        text.resize(byteCount);
+        widenLatin(bytes, byteCount, text.data());
+    }
+}
+
+bool operator==(const PackedView& a, const PackedView& b) {
+    return a.wide == b.wide && std::string_view(a.bytes, a.byteCount) == std::string_view(b.bytes, b.byteCount);
+}
+
+bool operator==(const PackedView& a, std::u16string_view b) {
+    if (!a.wide)
+        return a.byteCount == b.size() && isSameLatin(a.bytes, b.data(), b.size());
+    return a.byteCount == b.size() * sizeof(norq_std::WChar) && std::memcmp(a.bytes, b.data(), a.byteCount) == 0;
+}
+
 void LineList::swap(LineList& other) noexcept {
-    units.swap(other.units);
+    bytes.swap(other.bytes);
     lines.swap(other.lines);
     index.swap(other.index);
     std::swap(keyCount, other.keyCount);
     std::swap(removed, other.removed);
-    std::swap(unusedUnits, other.unusedUnits);
+    std::swap(unusedBytes, other.unusedBytes);
 }
 
 void LineList::put(std::u16string_view key, std::u16string_view value) {
@@ -50,7 +99,7 @@ void LineList::put(std::u16string_view key, std::u16string_view value) {
         tidy();
         return;
     }
-    if ((keyCount + 1) * 3 > index.size() * 2) {
+    if (!isEnough(index.size(), keyCount + 1)) {
         makeIndex(keyCount + 1);
         slot = findFree(hash);
     }
@@ -76,7 +125,7 @@ bool LineList::remove(std::u16string_view key) {
         return false;
     const Header header = headerAt(place);
     lines[header.number] = NONE;
-    unusedUnits += HEADER_UNITS + header.keyLength + header.textLength;
+    unusedBytes += lengthOf(header);
     ++removed;
     --keyCount;
     tidy();
@@ -90,7 +139,7 @@ std::uint32_t LineList::find(std::u16string_view key) const {
         return index[findSlot(key, hashOf(key))].place;
     if (!key.empty())
         for (const std::uint32_t place : lines)
-            if (place != NONE && isSame(lineAt(place).key, key))
+            if (place != NONE && lineAt(place).key == key)
                 return place;
     return NONE;
 }
@@ -98,7 +147,7 @@ std::uint32_t LineList::find(std::u16string_view key) const {
 std::size_t LineList::findSlot(std::u16string_view key, std::uint32_t hash) const {
     const std::size_t mask = index.size() - 1;
     std::size_t slot = hash & mask;
-    while (index[slot].place != NONE && (index[slot].hash != hash || !isSame(lineAt(index[slot].place).key, key)))
+    while (index[slot].place != NONE && (index[slot].hash != hash || !(lineAt(index[slot].place).key == key)))
         slot = (slot + 1) & mask;
     return slot;
 }
@@ -111,33 +160,52 @@ std::size_t LineList::findFree(std::uint32_t hash) const {
     return slot;
 }
 
+void LineList::setHeader(std::uint32_t place, const Header& header) {
+    const StoredHeader stored{header.number, static_cast<std::uint8_t>(header.keySize),
+                              static_cast<std::uint8_t>(header.textSize), static_cast<std::uint8_t>(header.room),
+                              static_cast<std::uint8_t>((header.isKeyWide ? KEY_WIDE : 0) |
+                                                        (header.isTextWide ? TEXT_WIDE : 0) |
+                                                        (header.isLong ? LONG : 0))};
+    std::memcpy(bytes.data() + place, &stored, sizeof stored);
+    if (header.isLong) {
+        const std::uint32_t sizes[] = {header.keySize, header.textSize, header.room};
+        std::memcpy(bytes.data() + place + sizeof stored, sizes, sizeof sizes);
+    }
+}
+
 std::uint32_t LineList::store(std::uint32_t number, std::u16string_view key, std::u16string_view text) {
-    const std::size_t place = units.size();
-    const std::size_t end = place + HEADER_UNITS + key.size() + text.size();
+    const Packing packedKey(key);
+    const Packing packedText(text);
+    const bool isLong = packedKey.size() > UINT8_MAX || packedText.size() > UINT8_MAX;
+    const std::size_t place = bytes.size();
+    const std::size_t end = place + sizeOf(isLong) + packedKey.size() + packedText.size();
     if (end >= NONE)
         throw std::length_error("LineList");
-    if (end > units.capacity())
-        units.reserve(std::max({end, units.capacity() * 2, FIRST_UNITS}));
-    units.resize(place + HEADER_UNITS);
+    if (end > bytes.capacity())
+        bytes.reserve(std::max({end, bytes.capacity() * 2, FIRST_BYTES}));
+    bytes.resize(end);
+    const auto keySize = static_cast<std::uint32_t>(packedKey.size());
+    const auto textSize = static_cast<std::uint32_t>(packedText.size());
     setHeader(static_cast<std::uint32_t>(place),
-              {number, static_cast<std::uint32_t>(key.size()), static_cast<std::uint32_t>(text.size())});
-    units.insert(units.end(), key.begin(), key.end());
-    units.insert(units.end(), text.begin(), text.end());
+              {number, keySize, textSize, textSize, packedKey.isWide(), packedText.isWide(), isLong});
+    packedKey.write(bytes.data() + end - textSize - keySize);
+    packedText.write(bytes.data() + end - textSize);
     return static_cast<std::uint32_t>(place);
 }
 
 std::uint32_t LineList::change(std::uint32_t place, std::u16string_view value) {
     Header header = headerAt(place);
-    if (value.size() <= header.textLength) {
-        unusedUnits += header.textLength - value.size();
-        header.textLength = static_cast<std::uint32_t>(value.size());
+    if (const Packing packed(value); packed.size() <= header.room) {
+        unusedBytes += header.textSize;
+        unusedBytes -= packed.size();
+        header.textSize = static_cast<std::uint32_t>(packed.size());
+        header.isTextWide = packed.isWide();
         setHeader(place, header);
-        std::copy(value.begin(), value.end(), units.begin() + place + HEADER_UNITS + header.keyLength);
+        packed.write(bytes.data() + place + sizeOf(header.isLong) + header.keySize);
         return place;
     }
-    const std::u16string key(lineAt(place).key); // the buffer may move
-    const std::uint32_t moved = store(header.number, key, value);
-    unusedUnits += HEADER_UNITS + header.keyLength + header.textLength;
+    const std::uint32_t moved = store(header.number, lineAt(place).key.toString(), value);
+    unusedBytes += lengthOf(header);
     return lines[header.number] = moved;
 }
 
@@ -162,7 +230,7 @@ void LineList::removeSlot(std::size_t hole) {
 
 void LineList::makeIndex(std::size_t keys) {
     std::size_t slots = 4 * FEW_KEYS;
-    while (slots * 2 < keys * 3)
+    while (!isEnough(slots, keys))
         slots *= 2;
     std::vector<Slot> old(slots, Slot{0, NONE});
     old.swap(index);
@@ -171,21 +239,29 @@ void LineList::makeIndex(std::size_t keys) {
             index[findFree(slot.hash)] = slot;
     if (!old.empty())
         return;
+    norq_std::WString key;
     for (const std::uint32_t place : lines)
         if (place != NONE && !lineAt(place).key.empty()) {
-            const std::uint32_t hash = hashOf(lineAt(place).key);
+            lineAt(place).key.copyTo(key);
+            const std::uint32_t hash = hashOf(key);
             index[findFree(hash)] = {hash, place};
         }
 }
 
 void LineList::tidy() {
-    if ((unusedUnits < TIDY_UNITS || unusedUnits < units.size() / 2) &&
+    if ((unusedBytes < TIDY_BYTES || unusedBytes < bytes.size() / 2) &&
         (removed < TIDY_LINES || removed < lines.size() / 2))
         return;
     LineList tidied;
-    tidied.units.reserve(units.size() - unusedUnits);
+    tidied.bytes.reserve(bytes.size() - unusedBytes);
     tidied.lines.reserve(size());
-    forEach([&tidied](const Line& line) { tidied.addLine(line.key, line.text); });
+    norq_std::WString key;
+    norq_std::WString text;
+    forEach([&](const Line& line) {
+        line.key.copyTo(key);
+        line.text.copyTo(text);
+        tidied.addLine(key, text);
+    });
     tidied.keyCount = keyCount;
     if (tidied.index.empty() && (keyCount > FEW_KEYS || tidied.lines.size() > FEW_LINES))
         tidied.makeIndex(keyCount);

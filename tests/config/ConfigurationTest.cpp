@@ -193,8 +193,13 @@ TEST(ConfigurationSectionTest, HoldsManyLinesThroughRandomChanges) {
     };
     for (int step = 0; step < 20'000; ++step) {
         const unsigned keys = step / 5000 % 2 == 0 ? 300 : 3000; // the list grows and shrinks
-        const WString key = u"k" + WString(1, static_cast<char16_t>(u'!' + random() % keys)) + u"e";
-        const WString text(random() % 40, u'v');
+        const auto number = random() % keys;
+        const WString key = u"k" + WString(1, static_cast<char16_t>(u'!' + number)) +
+                            WString(number % 50 == 0 ? 400 : number % 10, u'e');
+        // Units of one byte and of two, mixed too, and lengths around what a byte counts.
+        WString text(random() % 16 == 0 ? 240 + random() % 40 : random() % 40, u"v\xFF\u0100\u4E2D"[random() % 4]);
+        if (!text.empty())
+            text[random() % text.size()] = u"w\xFE\u0101"[random() % 3];
         const auto present = find(key);
         if (random() % 8 == 0) {
             section.appendElement(ConfigurationElement(text));
@@ -219,6 +224,27 @@ TEST(ConfigurationSectionTest, HoldsManyLinesThroughRandomChanges) {
     for (const auto& [key, text] : expected)
         lines.push_back(!key.empty() ? key + u"=" + text : text.empty() ? text : u"#" + text);
     EXPECT_EQ(lines, linesOf(configuration));
+}
+
+TEST(ConfigurationTest, FindsItsSectionsThroughRandomChanges) {
+    std::mt19937 random(6);
+    Configuration configuration;
+    std::list<WString> expected{WString()};
+    for (int step = 0; step < 5000; ++step) {
+        const WString name = u"s" + WString(1, static_cast<char16_t>(u'!' + random() % (step < 2500 ? 12 : 300)));
+        const auto present = std::find(expected.begin(), expected.end(), name);
+        if (random() % 2 == 0) {
+            ASSERT_EQ(present != expected.end(), configuration.removeSection(name));
+            if (present != expected.end())
+                expected.erase(present);
+        } else {
+            configuration.setValue(u"k", name, name);
+            if (present == expected.end())
+                expected.push_back(name);
+            ASSERT_EQ(name, configuration.getValue(u"k", name));
+        }
+        ASSERT_EQ(expected, configuration.getSectionNames());
+    }
 }
 
 TEST(ConfigurationTest, IsSharedByThreads) {
