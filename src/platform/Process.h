@@ -42,7 +42,8 @@ public:
     /// Starts a child: no shell, this process's environment, default signal handling, no descriptors but 0, 1 and 2.
     /// Null on failure; then no child is left.
     static std::shared_ptr<ProcessHandle> start(const ProcessStart& what);
-    /// Opens a process whose executable this one may look at and, with that right, that it may end. Null on failure.
+    /// Opens a process whose executable this one may look at and, with that right, that it may end. Of a child that has
+    /// a handle it gives that one. Null on failure.
     static std::shared_ptr<ProcessHandle> open(std::uint32_t id, Right right);
 
     ~ProcessHandle() override;
@@ -75,7 +76,7 @@ private:
 
     bool adoptChild(std::uint32_t id);
     bool readExitCode(std::int32_t& code);
-    bool endedForGood();
+    bool isGone();
 
     std::uint32_t processId = 0;
     bool child = false; ///< started here, to be reaped here

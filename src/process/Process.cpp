@@ -1,5 +1,6 @@
 #include "process/Process.h"
 
+#include "base/ErrorUtils.h"
 #include "base/LogMacros.h"
 #include "exception/NorqException.h"
 #include "internal/ProcessPimpl.h"
@@ -89,8 +90,11 @@ void Process::killProcessByName(const WString& name) {
     constexpr const WChar* function = u"norq_std::Process::killProcessByName";
     NORQ_LOG_FUNCTION_CALL(function);
     try {
-        for (;;)
-            ProcessPimpl::killProcess(*ProcessPimpl::findProcess(name, true));
+        std::shared_ptr<platform::ProcessHandle> process;
+        do { // one that survives it would be found for ever
+            process = ProcessPimpl::findProcess(name, true);
+            ProcessPimpl::killProcess(*process);
+        } while (process->hasEnded());
     } catch (const NorqException& e) {
         NORQ_LOG(DEBUG, function,
                  u"Caught exception while either finding process or killing process. Exception: <%ls>.",
@@ -105,7 +109,11 @@ void Process::setMaxWaitTime(std::int32_t ms) { maxWaitTime = ms; }
 
 ProcessPriority Process::getPriority() const {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::Process::getPriority");
-    return std::ranges::find(Priorities, pimpl->getPriorityClass(), &PriorityRow::number)->priority;
+    const PriorityRow* const row = std::ranges::find(Priorities, pimpl->getPriorityClass(), &PriorityRow::number);
+    if (row == std::end(Priorities))
+        throw NorqAccessException(u"Unable to access process priority status: " +
+                                  ErrorUtils::getLastErrorDescription());
+    return row->priority;
 }
 
 void Process::setPriority(ProcessPriority priority) {

@@ -23,6 +23,8 @@ public:
     bool isSet() const { return event->take(); }
     bool canEnd() const { return end.valid(); }
     void tellEnd() { end.set(); }
+    /// For when no body runs: a thread lets go of its body only after it has ended.
+    void close() { event.reset(); }
 
     void run() override {
         const std::array<platform::WaitObject*, 2> objects{&end, event.get()};
@@ -32,7 +34,7 @@ public:
 
 private:
     StopRequest& owner;
-    const std::unique_ptr<platform::NamedEvent> event;
+    std::unique_ptr<platform::NamedEvent> event;
     platform::Event end{platform::Event::Reset::Manual};
 };
 
@@ -67,6 +69,7 @@ StopRequest::StopRequest(const WString& eventName)
 StopRequest::~StopRequest() {
     watch->tellEnd();
     thread->join(-1); // the thread may be signaling this object
+    watch->close();
 }
 
 WString StopRequest::toString() const { return u"StopRequest{name='" + name + u"'}"; }

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -64,24 +65,33 @@ int tell(const Words& words) {
 /// obey FILE EVENT: ends with 7 when asked to stop, and says when it waits.
 int obey(const Words& words) {
     StopRequest request(UtfUtils::utf8ToUtf16(words[2]));
-    report(words[1], "waits");
+    report(words[1], std::to_string(getpid()));
     norq_std::Concurrency::waitForSingleObject(request, -1);
     return 7;
 }
 
-/// ignore FILE: never ends, and says when it is there.
+/// ignore FILE [EVENT]: never ends, and says when it is there; holds the event.
 int ignore(const Words& words) {
+    std::unique_ptr<StopRequest> request;
+    if (words.size() > 2)
+        request = std::make_unique<StopRequest>(UtfUtils::utf8ToUtf16(words[2]));
     std::signal(SIGTERM, SIG_IGN);
-    report(words[1], "waits");
+    report(words[1], std::to_string(getpid()));
     for (;;)
         pause();
 }
 
-} // namespace
+int runProgram(const Words& words);
 
-int main(int count, char** arguments) {
-    const Words words(arguments + 1, arguments + count);
+/// orphan WORD...: runs those in a process that is nobody's child.
+int orphan(const Words& words) { return fork() == 0 ? runProgram(Words(words.begin() + 1, words.end())) : 0; }
+
+int runProgram(const Words& words) {
     const std::map<std::string, std::function<int(const Words&)>> programs{
-        {"exit", exitWith}, {"die", die}, {"tell", tell}, {"obey", obey}, {"ignore", ignore}};
+        {"exit", exitWith}, {"die", die}, {"tell", tell}, {"obey", obey}, {"ignore", ignore}, {"orphan", orphan}};
     return words.empty() ? 99 : programs.at(words[0])(words);
 }
+
+} // namespace
+
+int main(int count, char** arguments) { return runProgram(Words(arguments + 1, arguments + count)); }

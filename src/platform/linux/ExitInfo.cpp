@@ -26,6 +26,10 @@ constexpr unsigned long GetInfo = _IOWR(0xFF, 11, PidfdInfo);
 
 bool waitForExit(int pidfd, bool reap, ExitInfo& info) noexcept {
     siginfo_t found{};
+    if (pidfd < 0) {
+        errno = ECHILD;
+        return false;
+    }
     if (::waitid(P_PIDFD, static_cast<id_t>(pidfd), &found, WEXITED | (reap ? 0 : WNOHANG | WNOWAIT)) != 0)
         return false;
     if (found.si_pid == 0) {

@@ -11,11 +11,11 @@
 #include "platform/linux/Scheduling.h"
 #include "platform/linux/WaitSource.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <unordered_map>
 #include <utility>
 
 #include <fcntl.h>
@@ -37,11 +37,6 @@ constexpr int TerminationWaitMs = 3000;
 constexpr std::string_view DeletedMark = " (deleted)";
 
 std::string procPath(std::uint32_t id, const char* entry) { return "/proc/" + std::to_string(id) + '/' + entry; }
-
-bool isReady(int descriptor, int timeoutMs) {
-    pollfd waiting{descriptor, POLLIN, 0};
-    return ::poll(&waiting, 1, timeoutMs) == 1;
-}
 
 bool readExecutable(std::uint32_t id, std::string& path) {
     std::array<char, PATH_MAX> buffer;
@@ -114,6 +109,40 @@ std::vector<std::string> nativeWords(const ProcessStart& what) {
     return words;
 }
 
+/// The children that have a handle, so that every handle of a child is the one that reaps it and knows who ended it.
+class Children {
+public:
+    static Children& instance() {
+        static Children& children = *new Children;
+        return children;
+    }
+
+    void add(const std::shared_ptr<ProcessHandle>& child) {
+        const std::lock_guard guard(mutex);
+        handles[child->id()] = child;
+    }
+    void removeGone(std::uint32_t id) {
+        const std::lock_guard guard(mutex);
+        if (const auto found = handles.find(id); found != handles.end() && found->second.expired())
+            handles.erase(found);
+    }
+    /// Null also for one that has ended: its id may be another's.
+    std::shared_ptr<ProcessHandle> find(std::uint32_t id) {
+        std::shared_ptr<ProcessHandle> child = lookUp(id);
+        return child == nullptr || child->hasEnded() ? nullptr : child;
+    }
+
+private:
+    std::shared_ptr<ProcessHandle> lookUp(std::uint32_t id) {
+        const std::lock_guard guard(mutex);
+        const auto found = handles.find(id);
+        return found == handles.end() ? nullptr : found->second.lock();
+    }
+
+    std::mutex mutex;
+    std::unordered_map<std::uint32_t, std::weak_ptr<ProcessHandle>> handles;
+};
+
 } // namespace
 
 /// Readable once the process has ended. Without a descriptor it ended before there was one.
@@ -131,11 +160,14 @@ ProcessHandle::ProcessHandle()
     : waitSource(std::make_unique<Source>()) {}
 
 ProcessHandle::~ProcessHandle() {
+    if (!child)
+        return;
     const CancellationShield shield;
+    Children::instance().removeGone(processId);
     std::int32_t ignored = 0;
-    if (child && hasEnded())
+    if (hasEnded())
         readExitCode(ignored);
-    else if (child)
+    else
         OrphanReaper::instance().adopt(std::move(waitSource->descriptor));
 }
 
@@ -153,7 +185,10 @@ std::shared_ptr<ProcessHandle> ProcessHandle::start(const ProcessStart& what) {
         setLastErrorFromNative();
         return nullptr;
     }
-    return handle->adoptChild(static_cast<std::uint32_t>(id)) ? handle : nullptr;
+    if (!handle->adoptChild(static_cast<std::uint32_t>(id)))
+        return nullptr;
+    Children::instance().add(handle);
+    return handle;
 }
 
 /// The child is not reaped here before it has its descriptor, so the id is its own; unless the program reaps children
@@ -177,6 +212,8 @@ bool ProcessHandle::adoptChild(std::uint32_t id) {
 }
 
 std::shared_ptr<ProcessHandle> ProcessHandle::open(std::uint32_t id, Right right) {
+    if (std::shared_ptr<ProcessHandle> own = Children::instance().find(id))
+        return own;
     const std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
     handle->processId = id;
     Descriptor opened(::pidfd_open(static_cast<pid_t>(id), 0));
@@ -203,7 +240,10 @@ bool ProcessHandle::executable(std::u16string& path) {
     return widePath(native, path);
 }
 
-bool ProcessHandle::hasEnded() { return !waitSource->descriptor.valid() || isReady(waitSource->descriptor.get(), 0); }
+bool ProcessHandle::hasEnded() {
+    pollfd waiting{waitSource->descriptor.get(), POLLIN, 0};
+    return waiting.fd < 0 || ::poll(&waiting, 1, 0) == 1;
+}
 
 bool ProcessHandle::exitCode(std::int32_t& code) {
     const std::lock_guard guard(mutex);
@@ -234,34 +274,32 @@ bool ProcessHandle::readExitCode(std::int32_t& code) {
 
 bool ProcessHandle::terminate(std::int32_t code) {
     const std::lock_guard guard(mutex);
-    const int descriptor = waitSource->descriptor.get();
-    if (hasEnded()) {
-        setLastError(NotFound);
+    if (isGone())
         return false;
-    }
-    if (::pidfd_send_signal(descriptor, SIGKILL, nullptr, 0) != 0) {
+    if (::pidfd_send_signal(waitSource->descriptor.get(), SIGKILL, nullptr, 0) != 0) {
         setLastErrorFromNative();
         return false;
     }
     terminated = true;
     terminationCode = code;
-    isReady(descriptor, TerminationWaitMs);
+    WaitObject* const ended = this;
+    waitForAny({&ended, 1}, TerminationWaitMs);
     return true;
 }
 
 bool ProcessHandle::priorityClass(std::uint32_t& number) {
     const std::lock_guard guard(mutex);
-    return !endedForGood() && readPriorityClass(processId, number);
+    return !isGone() && readPriorityClass(processId, number);
 }
 
 bool ProcessHandle::setPriorityClass(std::uint32_t number) {
     const std::lock_guard guard(mutex);
-    return !endedForGood() && changePriorityClass(processId, number);
+    return !isGone() && changePriorityClass(processId, number);
 }
 
 /// The calls that take an id are made only while it is this process's own: a child keeps it until it is reaped, which
 /// the mutex puts off, and of another process it is as good as certain.
-bool ProcessHandle::endedForGood() {
+bool ProcessHandle::isGone() {
     if (!hasEnded())
         return false;
     setLastError(NotFound);
