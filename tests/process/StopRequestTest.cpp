@@ -21,11 +21,11 @@ protected:
     static bool comes(StopRequest& request) {
         return Concurrency::waitForSingleObject(request, longLimitMillis()) == 0;
     }
-    /// Whether the name stands anywhere in shared memory.
-    static bool isLeft(const WString& name) {
+    static std::filesystem::path eventFile(const WString& name) {
         const std::filesystem::path folder = "/dev/shm/norqstd-" + std::to_string(geteuid());
-        return std::filesystem::exists(folder / EncodingUtils::convertUnicodeToUtf8(name));
+        return folder / EncodingUtils::convertUnicodeToUtf8(name);
     }
+    static bool isLeft(const WString& name) { return std::filesystem::exists(eventFile(name)); }
 };
 
 TEST_F(StopRequestTest, EachNameIsAnEventOfItsOwn) {
@@ -69,6 +69,9 @@ TEST_F(StopRequestTest, MixesWithOtherWaitsAndStaysSignaled) {
 
 TEST_F(StopRequestTest, NothingIsLeftOfASignalThatNobodyWaitsFor) {
     const WString name = unique(u"nobody");
+    signal(name);
+    EXPECT_FALSE(isLeft(name));
+    put(eventFile(name), "what a redirection to no event leaves");
     signal(name);
     EXPECT_FALSE(isLeft(name));
     EXPECT_FALSE(StopRequest(name).isSignaled());

@@ -81,8 +81,9 @@ Descriptor lockedFolder() {
     return lock(folder.get(), LOCK_EX) ? std::move(folder) : Descriptor();
 }
 
+/// Also of what is no event, which a redirection of a shell may have put there.
 void removeIfUnheld(int folder, const std::string& name, int fifo) {
-    if (lock(fifo, LOCK_EX | LOCK_NB))
+    if (!isFifo(fifo) || lock(fifo, LOCK_EX | LOCK_NB))
         ::unlinkat(folder, name.c_str(), 0);
 }
 
@@ -92,7 +93,7 @@ void sweep(int folder) {
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
         const std::string name = entry->path().filename().string();
         const Descriptor fifo(::openat(folder, name.c_str(), FifoFlags));
-        if (fifo.valid() && isFifo(fifo.get()))
+        if (fifo.valid())
             removeIfUnheld(folder, name, fifo.get());
     }
 }
@@ -101,13 +102,7 @@ Descriptor openHeld(int folder, const std::string& name) {
     if (::mkfifoat(folder, name.c_str(), 0600) != 0 && errno != EEXIST)
         return {};
     Descriptor fifo(::openat(folder, name.c_str(), FifoFlags));
-    if (!fifo.valid())
-        return {};
-    if (!isFifo(fifo.get())) {
-        errno = EEXIST;
-        return {};
-    }
-    return lock(fifo.get(), LOCK_SH | LOCK_NB) ? std::move(fifo) : Descriptor();
+    return fifo.valid() && lock(fifo.get(), LOCK_SH | LOCK_NB) ? std::move(fifo) : Descriptor();
 }
 
 } // namespace

@@ -178,7 +178,7 @@ std::shared_ptr<ProcessHandle> ProcessHandle::start(const ProcessStart& what) {
     std::string directory;
     if (!what.workingDirectory.empty() && (directory = nativePath(what.workingDirectory)).empty())
         return nullptr;
-    const std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
+    std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
     pid_t id = 0;
     errno = SpawnSettings().spawn(words, directory, id);
     if (errno != 0) {
@@ -214,7 +214,7 @@ bool ProcessHandle::adoptChild(std::uint32_t id) {
 std::shared_ptr<ProcessHandle> ProcessHandle::open(std::uint32_t id, Right right) {
     if (std::shared_ptr<ProcessHandle> own = Children::instance().find(id))
         return own;
-    const std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
+    std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
     handle->processId = id;
     Descriptor opened(::pidfd_open(static_cast<pid_t>(id), 0));
     if (!opened.valid() || (right == Right::Terminate && ::pidfd_send_signal(opened.get(), 0, nullptr, 0) != 0)) {
