@@ -231,7 +231,8 @@ TEST(ConfigurationTest, FindsItsSectionsThroughRandomChanges) {
     Configuration configuration;
     std::list<WString> expected{WString()};
     for (int step = 0; step < 5000; ++step) {
-        const WString name = u"s" + WString(1, static_cast<char16_t>(u'!' + random() % (step < 2500 ? 12 : 300)));
+        const WString name =
+            u"s" + WString(1, static_cast<char16_t>(u'!' + random() % (step < 2500 ? 12 : 300))) + u"e";
         const auto present = std::find(expected.begin(), expected.end(), name);
         if (random() % 2 == 0) {
             ASSERT_EQ(present != expected.end(), configuration.removeSection(name));
