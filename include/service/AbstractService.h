@@ -24,12 +24,13 @@ class ServiceController;
 /// the service does not see the difference. `run` ends when the service sees fit, in general when `stopEvent` is
 /// signaled.
 ///
-/// **Stopping in the foreground.** While `start` runs there, SIGINT, SIGTERM and SIGBREAK call `stop(true)`, on a
-/// thread of the library's own where they come from the terminal or from another process. That holds for a signal
-/// whose action is still the system's default when `start` is called: what the program registered or ignored itself,
-/// on `getSignalHandler` or otherwise, stays as it is. The first of these signals is the polite stop and puts the
-/// default action back for all three, so that a second one ends a process whose stop hangs. `start` does not return
-/// while such a stop is under way, and puts the default actions back when it does.
+/// **Stopping in the foreground.** While `start` runs there, the first SIGINT, SIGTERM or SIGBREAK calls `stop(true)`;
+/// so Ctrl-C and a closed terminal stop the service politely. Where the signal comes from outside, that happens on a
+/// thread of the library's own. It holds for a signal whose action is the system's default when `start` is called: what
+/// the program registered or ignored itself, on `getSignalHandler` or otherwise, stays as it is. Once such a stop is
+/// under way, SIGINT and SIGTERM do nothing more, since many senders send twice, and SIGBREAK (Ctrl-\) does by default:
+/// it ends a process whose stop hangs. `start` returns only when the stop has, and the default actions are back then. A
+/// failure of such a stop is logged.
 ///
 /// **Exceptions.** What `onStart` and `run` throw in the foreground reaches the caller of `start`. Under the manager,
 /// what `run` throws is logged as STD3008, and the service counts as running until it is stopped. What `onStop` throws

@@ -19,6 +19,9 @@ NORQSTD_EXPORT bool setSignalFunction(int signal, SignalFunction function);
 NORQSTD_EXPORT bool ignoreSignal(int signal);
 NORQSTD_EXPORT bool setSignalDefault(int signal);
 
+/// The function that was set; null if there is none.
+NORQSTD_EXPORT SignalFunction signalFunction(int signal);
+
 /// Whether the signal does what the system does by default: nobody has set anything else, here or elsewhere.
 NORQSTD_EXPORT bool hasDefaultAction(int signal);
 

@@ -4,6 +4,7 @@
 #include "exception/NorqException.h"
 #include "log/NorqLoggerSTD.h"
 #include "service/ConsoleControlSignalTranslator.h"
+#include "service/ForegroundStop.h"
 #include "service/IArgumentParser.h"
 #include "service/IController.h"
 
@@ -45,6 +46,7 @@ bool AbstractService::start() {
 }
 
 void AbstractService::runInForeground() {
+    const norq_std_internal::ForegroundStop stopBySignal(*this);
     onStart();
     run();
 }

@@ -168,6 +168,11 @@ bool ignoreSignal(int signal) { return setAction(signal, SIG_IGN); }
 
 bool setSignalDefault(int signal) { return setAction(signal, SIG_DFL); }
 
+SignalFunction signalFunction(int signal) {
+    const SignalFunction action = canBeSet(signal) ? entryOf(signal).action.load() : nullptr;
+    return isFunction(action) ? action : nullptr;
+}
+
 bool hasDefaultAction(int signal) {
     if (!canBeSet(signal))
         return false;
