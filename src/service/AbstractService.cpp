@@ -7,10 +7,12 @@
 #include "service/ForegroundStop.h"
 #include "service/IArgumentParser.h"
 #include "service/IController.h"
+#include "windows/NTServiceController.h"
 
 namespace norq_std {
 
-AbstractService::AbstractService() {
+AbstractService::AbstractService()
+    : controller(std::make_shared<NTServiceController>(this)) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::AbstractService::AbstractService");
     ConsoleControlSignalTranslator& translator = ConsoleControlSignalTranslator::getInstance();
     translator.ignoreControlCode(CTRL_LOGOFF_EVENT);
