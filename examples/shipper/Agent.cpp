@@ -5,7 +5,6 @@
 #include "Worker.h"
 
 #include "concurrency/Concurrency.h"
-#include "log/NorqLogLayout.h"
 
 #include <stdexcept>
 #include <system_error>
@@ -26,12 +25,8 @@ Agent::Agent(LiveSettings& liveSettings, RunState& runState)
     , queue(QUEUED_BATCHES)
     , current(settings.current())
     , filter(std::make_shared<MatchFilter>(textOf(current.match)))
-    , output(std::make_shared<OutputAppender>(current.output, OutputAppender::Mode::Append, state.stop))
-    , follower(std::make_shared<Follower>(queue, state)) {
-    output->setFilter(filter);
-    output->setLayout(std::make_shared<norq_std::NorqLogLayout>());
-    logger.addAppender(output);
-}
+    , output(std::make_unique<Output>(current.output, Output::Mode::Append, state.stop))
+    , follower(std::make_shared<Follower>(queue, state)) {}
 
 Agent::~Agent() = default;
 
@@ -56,7 +51,6 @@ void Agent::run() {
     state.readersDone.signal();
     for (const auto& worker : workers)
         worker->join(-1);
-    output->flush();
 }
 
 /// The output first: what is told of the rest, such as a file that is followed from now on, then holds for it too.
@@ -85,7 +79,7 @@ void Agent::setWorkers(unsigned count) {
         if (state.dismissOne()) // one that was to end may stay
             continue;
         workers.push_back(
-            std::make_unique<norq_std::Thread>(std::make_shared<Worker>(queue, logger, *output, state), u"worker"));
+            std::make_unique<norq_std::Thread>(std::make_shared<Worker>(queue, filter, *output, state), u"worker"));
         workers.back()->start();
     }
     for (; current.workers > count; --current.workers)

@@ -2,11 +2,10 @@
 
 #include "Follower.h"
 #include "MatchFilter.h"
-#include "OutputAppender.h"
+#include "Output.h"
 #include "RunState.h"
 #include "Settings.h"
 
-#include "log/LoggerBase.h"
 #include "thread/Thread.h"
 
 #include <memory>
@@ -22,7 +21,7 @@ public:
 
     /// Until the run is to end.
     void run();
-    const OutputAppender& getOutput() const { return *output; }
+    const Output& getOutput() const { return *output; }
 
 private:
     void apply(const Settings& next);
@@ -33,8 +32,7 @@ private:
     BatchQueue queue;
     Settings current;
     std::shared_ptr<MatchFilter> filter;
-    std::shared_ptr<OutputAppender> output;
-    norq_std::LoggerBase logger;
+    std::unique_ptr<Output> output;
     std::shared_ptr<Follower> follower;
     std::vector<std::unique_ptr<norq_std::Thread>> workers;
 };

@@ -4,6 +4,7 @@
 #include "base/UtfUtils.h"
 
 #include <string>
+#include <utility>
 
 namespace shipper {
 namespace {
@@ -37,11 +38,19 @@ WString joinStretches(const std::string& line, const Convert& convert) {
 
 } // namespace
 
-DecodedLine decode(const char* line, std::size_t length) {
-    DecodedLine result{norq_std::UtfUtils::utf8ToUtf16(line)};
-    if (result.text.size() == length || utf8Length(result.text) == length) // most lines are ASCII
-        return result;
+std::optional<WString> decodePlain(const char* bytes, std::size_t length) {
+    WString text = norq_std::UtfUtils::utf8ToUtf16(bytes);
+    if (text.size() == length || utf8Length(text) == length) // most lines are ASCII
+        return text;
+    return std::nullopt;
+}
 
+DecodedLine decode(const char* line, std::size_t length) {
+    DecodedLine result;
+    if (auto plain = decodePlain(line, length)) {
+        result.text = std::move(*plain);
+        return result;
+    }
     const std::string bytes(line, length);
     for (const char byte : bytes)
         result.nulBytes += byte == 0;

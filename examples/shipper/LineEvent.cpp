@@ -43,30 +43,29 @@ bool takeGap(std::u16string_view& text) {
     return blanks > 0;
 }
 
-WString readTime(std::u16string_view text) {
+bool readTime(std::u16string_view text, WString& time) {
     const std::u16string_view date = text.substr(0, 10);
     const bool isDate = takeNumber(text, 4, 1970, 9999) && takeUnit(text, u'-') && takeNumber(text, 2, 1, 12) &&
                         takeUnit(text, u'-') && takeNumber(text, 2, 1, 31);
     if (!isDate || !takeGap(text))
-        return {};
-    const std::u16string_view time = text.substr(0, 8);
+        return false;
+    const std::u16string_view timeOfDay = text.substr(0, 8);
     const bool isTime = takeNumber(text, 2, 0, 23) && takeUnit(text, u':') && takeNumber(text, 2, 0, 59) &&
                         takeUnit(text, u':') && takeNumber(text, 2, 0, 60);
-    return isTime ? WString(date) + u' ' + WString(time) : WString();
+    if (isTime)
+        time.append(date).append(1, u' ').append(timeOfDay);
+    return isTime;
 }
 
 } // namespace
 
-WString findTime(const WString& text) {
+void findTime(const WString& text, WString& time) {
+    time.clear();
     const std::u16string_view view = text;
-    const std::size_t last = std::min(TIME_WITHIN, view.size());
-    for (std::size_t dash = view.find(u'-'); dash < last + 4; dash = view.find(u'-', dash + 1)) {
-        if (dash < 4)
-            continue;
-        if (WString time = readTime(view.substr(dash - 4)); !time.empty())
-            return time;
-    }
-    return {};
+    const std::u16string_view searched = view.substr(0, TIME_WITHIN + 4);
+    for (std::size_t dash = searched.find(u'-'); dash != searched.npos; dash = searched.find(u'-', dash + 1))
+        if (dash >= 4 && readTime(view.substr(dash - 4), time))
+            return;
 }
 
 LineEventMaker::LineEventMaker()
@@ -80,22 +79,29 @@ LineEventMaker::LineEventMaker()
     usual.put(u"time", time);
 }
 
+void LineEventMaker::setUsual(const LinePosition& position, const WString& lineText) {
+    if (position.source != usualSource) {
+        usualSource = position.source;
+        source->str(*usualSource);
+    }
+    line->value(static_cast<double>(position.line));
+    text->str(lineText);
+    time->str(lineTime);
+}
+
 WString LineEventMaker::make(const LinePosition& position, const DecodedLine& decoded) {
-    const WString timeText = findTime(decoded.text);
-    if (!timeText.empty() && !decoded.otherEncoding && decoded.nulBytes == 0 && position.part == 0) {
-        source->str(position.source);
-        line->value(static_cast<double>(position.line));
-        text->str(decoded.text);
-        time->str(timeText);
+    findTime(decoded.text, lineTime);
+    if (!lineTime.empty() && !decoded.otherEncoding && decoded.nulBytes == 0 && position.part == 0) {
+        setUsual(position, decoded.text);
         return usual.toJsonString();
     }
 
     norq_std::JsonObject event;
-    event.putString(u"source", position.source);
+    event.putString(u"source", *position.source);
     event.putLongLong(u"line", static_cast<std::int64_t>(position.line));
     event.putString(u"text", decoded.text);
-    if (!timeText.empty())
-        event.putString(u"time", timeText);
+    if (!lineTime.empty())
+        event.putString(u"time", lineTime);
     if (decoded.otherEncoding)
         event.putString(u"encoding", u"windows-1252");
     if (decoded.nulBytes > 0)

@@ -14,7 +14,7 @@ namespace shipper {
 
 /// Where a line comes from.
 struct LinePosition {
-    const norq_std::WString& source;
+    const std::shared_ptr<const norq_std::WString>& source;
     std::uint64_t line;
     std::uint32_t part; ///< from 1 for a piece of a very long line, else 0
 };
@@ -31,13 +31,17 @@ public:
     norq_std::WString make(const LinePosition& position, const DecodedLine& decoded);
 
 private:
+    void setUsual(const LinePosition& position, const norq_std::WString& lineText);
+
     norq_std::JsonObject usual;
+    std::shared_ptr<const norq_std::WString> usualSource; ///< that is set
+    norq_std::WString lineTime;
     std::shared_ptr<norq_std::JsonString> source, text, time;
     std::shared_ptr<norq_std::JsonNumber> line;
 };
 
 /// The first date with a time of day, such as "2024-03-07 09:05:02", in the usual form; empty if there is none near the
 /// beginning of the line.
-norq_std::WString findTime(const norq_std::WString& text);
+void findTime(const norq_std::WString& text, norq_std::WString& time);
 
 } // namespace shipper

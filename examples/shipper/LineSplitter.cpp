@@ -1,6 +1,8 @@
 #include "LineSplitter.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace shipper {
@@ -16,6 +18,19 @@ std::size_t characterBoundary(const std::string& text) {
     for (int i = 0; i < 3 && cut > 0 && isContinuationByte(text[cut - 1]); ++i)
         --cut;
     return cut > 0 && (text[cut - 1] & 0xC0) == 0xC0 ? cut - 1 : text.size();
+}
+
+/// Eight bytes at a time.
+std::uint64_t countLineFeeds(std::string_view text) {
+    constexpr std::uint64_t ONES = 0x0101010101010101, LOW_BITS = 0x7F * ONES;
+    std::uint64_t count = 0;
+    for (std::uint64_t eight = 0; text.size() >= sizeof eight; text.remove_prefix(sizeof eight)) {
+        std::memcpy(&eight, text.data(), sizeof eight);
+        eight ^= '\n' * ONES;
+        const std::uint64_t zeros = ~(((eight & LOW_BITS) + LOW_BITS) | eight | LOW_BITS); // the high bit of each
+        count += ((zeros >> 7) * ONES) >> 56;
+    }
+    return count + static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 } // namespace
@@ -57,7 +72,7 @@ void LineSplitter::deliver(std::string lines) {
             deliver(std::move(lines));
         return;
     }
-    line += static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n'));
+    line += countLineFeeds(lines);
     batch->text = std::move(lines);
     queue.offer(batch, -1);
 }

@@ -4,10 +4,13 @@
 
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
+#include "log/NorqLogLayout.h"
 #include "thread/Thread.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
+#include <optional>
 
 namespace shipper {
 namespace {
@@ -16,16 +19,22 @@ constexpr const norq_std::WChar* SHIP = u"shipper::Worker::ship";
 
 } // namespace
 
-Worker::Worker(BatchQueue& batches, norq_std::LoggerBase& eventLogger, OutputAppender& appender, RunState& runState)
+Worker::Worker(BatchQueue& batches, const std::shared_ptr<norq_std::ILogEventFilter>& filter, Output& linesOutput,
+               RunState& runState)
     : queue(batches)
-    , logger(eventLogger)
-    , output(appender)
-    , state(runState) {}
+    , output(linesOutput)
+    , state(runState)
+    , lines(std::make_shared<BatchAppender>()) {
+    lines->setFilter(filter);
+    lines->setLayout(std::make_shared<norq_std::NorqLogLayout>());
+    logger.addAppender(lines);
+}
 
 norq_std::WString Worker::toString() const { return u"Worker{}"; }
 
 // A batch that fails ends the run and not the worker: if all workers went, readers would wait for room without end.
 void Worker::run() {
+    threadId = norq_std::Thread::getCurrentThreadId();
     while (!state.dismissOne()) {
         const auto batch = next();
         if (!batch)
@@ -33,8 +42,6 @@ void Worker::run() {
         std::string failure;
         try {
             ship(*batch);
-            if (queue.size() == 0)
-                output.flush();
             continue;
         } catch (const norq_std::NorqException& exception) {
             failure = norq_std::UtfUtils::utf16ToUtf8(exception.getMessage());
@@ -54,31 +61,53 @@ std::shared_ptr<LineBatch> Worker::next() {
 }
 
 void Worker::ship(LineBatch& batch) {
-    const std::uint64_t threadId = norq_std::Thread::getCurrentThreadId();
+    lines->clear();
     const std::uint64_t bytes = batch.text.size();
-    std::uint64_t number = batch.firstLine;
-    std::uint64_t otherEncoding = 0;
+    const std::optional<norq_std::WString> text = decodePlain(batch.text.c_str(), batch.text.size());
+    const std::uint64_t count = text ? shipPlain(batch, *text) : shipLineByLine(batch);
+    output.write(lines->collected());
+    NORQ_LOG(norq_std::TRACE, SHIP, u"Shipped %llu lines of <%ls>, %llu bytes from line %llu.", count, *batch.source,
+             bytes, batch.firstLine);
+    // The pieces of a long line are one line, counted with its first.
+    state.lines += batch.part > 1 ? 0 : count;
+    state.bytes += bytes;
+}
 
+std::uint64_t Worker::shipPlain(const LineBatch& batch, const norq_std::WString& text) {
+    std::uint64_t number = batch.firstLine;
+    const bool isAscii = text.size() == batch.text.size(); // a line feed is found faster among the bytes
+    current.otherEncoding = false;
+    current.nulBytes = 0;
+    for (std::size_t begin = 0; begin < text.size(); ++number) {
+        const std::size_t lineFeed = isAscii ? batch.text.find('\n', begin) : text.find(u'\n', begin);
+        const std::size_t end = std::min(lineFeed, text.size());
+        current.text.assign(text, begin, end - begin);
+        log({batch.source, number, batch.part}, current);
+        begin = end + 1;
+    }
+    return number - batch.firstLine;
+}
+
+std::uint64_t Worker::shipLineByLine(LineBatch& batch) {
+    std::uint64_t number = batch.firstLine;
     // Each line feed makes place for the zero that ends a narrow text: no line is copied to be decoded.
     char* const end = batch.text.data() + batch.text.size();
-    for (char* line = batch.text.data(); line != end; ++number) {
+    for (char* line = batch.text.data(); line < end; ++number) {
         void* const lineFeed = std::memchr(line, '\n', static_cast<std::size_t>(end - line));
         char* const lineEnd = lineFeed ? static_cast<char*>(lineFeed) : end;
-        char* const nextLine = lineFeed ? lineEnd + 1 : end;
         *lineEnd = '\0';
         const DecodedLine decoded = decode(line, static_cast<std::size_t>(lineEnd - line));
-        otherEncoding += decoded.otherEncoding;
-        NORQ_LOG(norq_std::DUMP, SHIP, u"Line %llu of <%ls>: %ls", number, *batch.source, decoded.text);
-        logger.log(norq_std::INFO, SHIP, events.make({*batch.source, number, batch.part}, decoded), u"shipper", {},
-                   threadId, {}, 0);
-        line = nextLine;
+        state.otherEncoding += decoded.otherEncoding;
+        log({batch.source, number, batch.part}, decoded);
+        line = lineEnd + 1;
     }
-    NORQ_LOG(norq_std::TRACE, SHIP, u"Shipped %llu lines of <%ls>, %zu bytes from line %llu.", number - batch.firstLine,
-             *batch.source, batch.text.size(), batch.firstLine);
-    // The pieces of a long line are one line, counted with its first.
-    state.lines += batch.part > 1 ? 0 : number - batch.firstLine;
-    state.bytes += bytes;
-    state.otherEncoding += otherEncoding;
+    return number - batch.firstLine;
+}
+
+void Worker::log(const LinePosition& position, const DecodedLine& line) {
+    static const norq_std::WString function = SHIP, module = u"shipper", none;
+    NORQ_LOG(norq_std::DUMP, SHIP, u"Line %llu of <%ls>: %ls", position.line, *position.source, line.text);
+    logger.log(norq_std::INFO, function, events.make(position, line), module, none, threadId, none, 0);
 }
 
 } // namespace shipper

@@ -1,20 +1,25 @@
 #pragma once
 
+#include "BatchAppender.h"
 #include "LineBatch.h"
 #include "LineEvent.h"
-#include "OutputAppender.h"
+#include "Output.h"
 #include "RunState.h"
 
+#include "log/ILogEventFilter.h"
 #include "log/LoggerBase.h"
 #include "thread/Runnable.h"
 
+#include <memory>
+
 namespace shipper {
 
-/// Makes an event of each line of the queue and sends it down the log pipeline. Writes out what is buffered when the
-/// queue is empty. Ends when the readers have, and the queue is empty; or between two batches, when it is one too many.
+/// Makes an event of each line of the queue, sends it down a log pipeline of its own, and gives the lines of each batch
+/// to the output. Ends when the readers have, and the queue is empty; or between two batches, when it is one too many.
 class Worker : public norq_std::Runnable {
 public:
-    Worker(BatchQueue& queue, norq_std::LoggerBase& logger, OutputAppender& output, RunState& state);
+    Worker(BatchQueue& queue, const std::shared_ptr<norq_std::ILogEventFilter>& filter, Output& output,
+           RunState& state);
 
     norq_std::WString toString() const override;
     void run() override;
@@ -22,12 +27,19 @@ public:
 private:
     std::shared_ptr<LineBatch> next();
     void ship(LineBatch& batch);
+    /// Both give how many lines there were.
+    std::uint64_t shipPlain(const LineBatch& batch, const norq_std::WString& text);
+    std::uint64_t shipLineByLine(LineBatch& batch);
+    void log(const LinePosition& position, const DecodedLine& line);
 
     BatchQueue& queue;
-    norq_std::LoggerBase& logger;
-    OutputAppender& output;
+    Output& output;
     RunState& state;
+    const std::shared_ptr<BatchAppender> lines;
+    norq_std::LoggerBase logger;
     LineEventMaker events;
+    DecodedLine current;
+    std::uint64_t threadId = 0;
 };
 
 } // namespace shipper

@@ -1,5 +1,5 @@
 // A log shipper in small: the shape of a program on this library. Readers fill a bounded queue, workers empty it into
-// the log pipeline, and an appender of the program's own writes the lines.
+// log pipelines, each of which ends in an appender of the program's own.
 
 #include "Agent.h"
 #include "Console.h"
@@ -7,7 +7,7 @@
 #include "LineDecoder.h"
 #include "MatchFilter.h"
 #include "Options.h"
-#include "OutputAppender.h"
+#include "Output.h"
 #include "ProcessLog.h"
 #include "ProgressThread.h"
 #include "StopSignal.h"
@@ -17,8 +17,6 @@
 #include "exception/NorqException.h"
 #include "internal/ConvertUTF.h"
 #include "log/LogFileFilter.h"
-#include "log/LoggerBase.h"
-#include "log/NorqLogLayout.h"
 #include "thread/Thread.h"
 
 #include <cstdio>
@@ -67,7 +65,7 @@ std::shared_ptr<norq_std::ILogEventFilter> makeFilter(const Options& options) {
     return std::make_shared<MatchFilter>(decode(options.match.c_str(), options.match.size()).text);
 }
 
-ExitStatus conclude(const Options& options, const RunState& state, const OutputAppender& output) {
+ExitStatus conclude(const Options& options, const RunState& state, const Output& output) {
     if (output.failure() != 0) {
         SHIPPER_SAY(norq_std::ERROR, u"shipper::conclude",
                     "cannot write " + (options.output.empty() ? "standard output" : options.output) + ": " +
@@ -99,11 +97,8 @@ int ship(const Options& options, const std::vector<std::string>& files) {
     const StopSignal stopSignal(state.stop);
     BatchQueue queue(QUEUED_BATCHES);
 
-    const auto output = std::make_shared<OutputAppender>(options.output, OutputAppender::Mode::Replace, state.stop);
-    output->setFilter(makeFilter(options));
-    output->setLayout(std::make_shared<norq_std::NorqLogLayout>());
-    norq_std::LoggerBase logger;
-    logger.addAppender(output);
+    Output output(options.output, Output::Mode::Replace, state.stop);
+    const auto filter = makeFilter(options);
 
     std::unique_ptr<ProgressThread> progress;
     if (!options.quiet && Console::isTerminal()) {
@@ -114,15 +109,14 @@ int ship(const Options& options, const std::vector<std::string>& files) {
     Threads workers;
     const unsigned count = options.workers == 0 ? defaultWorkers() : options.workers;
     for (unsigned i = 0; i < count; ++i)
-        startThread(workers, std::make_shared<Worker>(queue, logger, *output, state), u"worker");
+        startThread(workers, std::make_shared<Worker>(queue, filter, output, state), u"worker");
     readFiles(files, queue, state);
     state.readersDone.signal();
     for (const auto& worker : workers)
         worker->join(-1);
-    output->flush();
     progress.reset();
 
-    const ExitStatus status = conclude(options, state, *output);
+    const ExitStatus status = conclude(options, state, output);
     summarise(options, state, std::chrono::steady_clock::now() - begin);
     return status == ALL_SHIPPED && stopSignal.received() != 0 ? SIGNAL_BASE + stopSignal.received() : status;
 }
