@@ -11,9 +11,9 @@ namespace norq_std {
 /// threshold allows at that moment. Disabled it costs two tests and copies nothing.
 class LogFunctionScope {
 public:
-    explicit LogFunctionScope(const LogCallSite& callSite)
+    explicit LogFunctionScope(const LogCallSite& callSite, bool logBegin = true)
         : site(callSite) {
-        if (StaticLog::isThresholdOn(CALL)) [[unlikely]]
+        if (logBegin && StaticLog::isThresholdOn(CALL)) [[unlikely]]
             send(site, u"Begin.");
     }
     ~LogFunctionScope() {
@@ -55,6 +55,16 @@ private:
     NORQ_DETAIL_CALL_SITE(NORQ_DETAIL_CONCAT(norqCallSite_, __LINE__), functionName);                                  \
     const ::norq_std::LogFunctionScope NORQ_DETAIL_CONCAT(norqFunctionScope_, __LINE__) {                              \
         NORQ_DETAIL_CONCAT(norqCallSite_, __LINE__)                                                                    \
+    }
+
+/// The same with a text in place of "Begin.", of which nothing is evaluated unless the threshold allows.
+#define NORQ_LOG_FUNCTION_CALL_TEXT(functionName, ...)                                                                 \
+    NORQ_DETAIL_CALL_SITE(NORQ_DETAIL_CONCAT(norqCallSite_, __LINE__), functionName);                                  \
+    if (::norq_std::StaticLog::isThresholdOn(::norq_std::CALL)) [[unlikely]]                                           \
+        ::norq_std::ContextLogMessage::send(::norq_std::CALL, NORQ_DETAIL_CONCAT(norqCallSite_, __LINE__),             \
+                                            __VA_ARGS__);                                                              \
+    const ::norq_std::LogFunctionScope NORQ_DETAIL_CONCAT(norqFunctionScope_, __LINE__) {                              \
+        NORQ_DETAIL_CONCAT(norqCallSite_, __LINE__), false                                                             \
     }
 
 /// A statement: NORQ_LOG(DEBUG, u"ns::f", u"%d files", n). Nothing is formatted, and no argument evaluated, unless the

@@ -163,6 +163,7 @@ void ConnectionManager::processRecovery() {
     }
     setInRecovery(false);
     if (!isWantToBeConnectedFlag.load(std::memory_order_relaxed)) {
+        setCurrentHost({});
         try {
             callDisconnectConnection(implementer);
         } catch (const NorqConnectException& e) {
@@ -194,11 +195,11 @@ void ConnectionManager::sendHeartBeat(const std::shared_ptr<ISendHeartBeat>& sen
     } catch (const NorqConnectException& e) {
         NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::sendHeartBeat",
                  u"%ls. ISendHeartBeat::sendHeartBeat throw <%ls> to indicate heart beat failed. Initiating recovery.",
-                 name.c_str(), e.toString().c_str());
+                 name.c_str(), e.getMessage().c_str());
         doRecovery(connection);
     } catch (const NorqException& e) {
         NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::sendHeartBeat",
-                 u"%ls. ISendHeartBeat::sendHeartBeat unexpectedly throw <%ls>.", name.c_str(), e.toString().c_str());
+                 u"%ls. ISendHeartBeat::sendHeartBeat unexpectedly throw <%ls>.", name.c_str(), e.getMessage().c_str());
     } catch (const std::exception& e) {
         NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::sendHeartBeat",
                  u"%ls. ISendHeartBeat::sendHeartBeat unexpectedly throw <%hhs>.", name.c_str(), e.what());

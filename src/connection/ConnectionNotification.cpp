@@ -72,7 +72,7 @@ void ConnectionManager::notifyListener(const std::shared_ptr<IConnectionStatusLi
     } catch (const NorqException& e) {
         NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::notifyListener",
                  u"%ls. IConnectionStatusListener::statusChanged(%ls,%ls) unexpectedly throw <%ls>.", name.c_str(),
-                 upTexts[isUp], host.c_str(), e.toString().c_str());
+                 upTexts[isUp], host.c_str(), e.getMessage().c_str());
     } catch (const std::exception& e) {
         NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::notifyListener",
                  u"%ls. IConnectionStatusListener::statusChanged(%ls,%ls) unexpectedly throw <%hhs>.", name.c_str(),
