@@ -24,4 +24,10 @@ install(FILES "${PROJECT_BINARY_DIR}/norqstd.pc" DESTINATION "${NORQSTD_PC_DIR}"
 if(TARGET shipper)
     set_target_properties(shipper PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
     install(TARGETS shipper RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(FILES examples/shipper/shipper.cfg DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
+    # The prefix is known when it is installed.
+    install(CODE "set(SHIPPER_FOLDER \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+        configure_file(\"${PROJECT_SOURCE_DIR}/examples/shipper/shipper.service.in\"
+            \"${PROJECT_BINARY_DIR}/shipper.service\" @ONLY)" COMPONENT tools)
+    install(FILES "${PROJECT_BINARY_DIR}/shipper.service" DESTINATION lib/systemd/system COMPONENT tools)
 endif()

@@ -30,14 +30,16 @@ Agent::Agent(LiveSettings& liveSettings, RunState& runState)
 
 Agent::~Agent() = default;
 
-void Agent::run() {
+void Agent::run(norq_std::Waitable* stopRequest) {
     const unsigned count = std::exchange(current.workers, 0);
     setWorkers(count);
     norq_std::Thread reader(follower, u"follower");
     follower->setFiles(current.files);
     reader.start();
-    while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &settings.changed()}, norq_std::WAIT_ANY, -1) !=
-           0) {
+    std::vector<norq_std::Waitable*> events{&state.stop, &settings.changed()};
+    if (stopRequest)
+        events.push_back(stopRequest);
+    while (norq_std::Concurrency::waitForMultipleObjects(events, norq_std::WAIT_ANY, -1) == 1) {
         for (const std::string& text : settings.takeNews())
             SHIPPER_SAY(norq_std::INFO, u"shipper::Agent::run", "settings: " + text);
         try {
@@ -47,6 +49,7 @@ void Agent::run() {
                         std::string("settings: ") + wrong.what() + "; all stays as it was");
         }
     }
+    state.stop.signal();
     reader.join(-1);
     state.readersDone.signal();
     for (const auto& worker : workers)

@@ -19,8 +19,8 @@ public:
     Agent(LiveSettings& settings, RunState& state);
     ~Agent();
 
-    /// Until the run is to end.
-    void run();
+    /// Until the run is to end, or `stopRequest` is signaled, if there is one.
+    void run(norq_std::Waitable* stopRequest);
     const Output& getOutput() const { return *output; }
 
 private:

@@ -24,12 +24,17 @@ const char* const USAGE = "Usage: shipper [options] [file...]\n"
                           "  --output FILE    write to FILE and not to standard output\n"
                           "  --workers N      threads that make events, 1 to 64 (default: one for each processor)\n"
                           "  --quiet          no progress and no summary\n"
+                          "  -F               run in the foreground, though a service manager started this\n"
+                          "  --stop-event E   end when another process signals the event E\n"
                           "  --help           this text\n"
                           "\n"
                           "Interrupted, it ships what it has read and ends with the summary; a second interrupt\n"
                           "ends it at once. Exit status: 0 all shipped, 1 a file could not be read, 2 wrong usage,\n"
                           "3 the output could not be written, 4 internal failure, 128 + N ended by signal N.\n"
-                          "One that follows ends by SIGTERM or an interrupt, with 0, and appends to its output.\n";
+                          "\n"
+                          "With --config or --follow it is an agent, which appends to its output: by hand, or as a\n"
+                          "service of systemd. SIGTERM, an interrupt and the stop event end it with 0, once all that\n"
+                          "was read is shipped; Ctrl-\\ then ends it at once.\n";
 
 namespace {
 
@@ -55,11 +60,14 @@ Options parseCommandLine(int argc, const char* const* argv) {
         {"--config", [&](const std::string& text) { options.config = text; }},
         {"--match", takeMatch},
         {"--filter", takeMatch},
+        {"--stop-event", [&](const std::string& text) { options.stopEvent = text; }},
         {"--output", [&](const std::string& text) { options.output = text; }},
         {"--workers", [&](const std::string& text) { options.workers = parseWorkers(text); }},
     };
-    const std::map<std::string_view, bool*> switches = {
-        {"--follow", &options.follow}, {"--quiet", &options.quiet}, {"--help", &options.help}};
+    const std::map<std::string_view, bool*> switches = {{"-F", &options.foreground},
+                                                        {"--follow", &options.follow},
+                                                        {"--quiet", &options.quiet},
+                                                        {"--help", &options.help}};
 
     bool onlyFiles = false;
     for (int i = 1; i < argc; ++i) {

@@ -4,13 +4,16 @@
 #include "base/JsonUtil.h"
 #include "base/UtfUtils.h"
 #include "internal/ConvertUTF.h"
+#include "process/Process.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -23,7 +26,9 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -424,6 +429,53 @@ TEST_F(AgentTest, logsIntoTheRingsOfTheSettingsThatShipWithIt) {
     EXPECT_EQ(ring(" DUMP \\[0x[0-9a-f]+\\] Worker.cpp\\[[0-9]+\\] shipper::Worker::ship: Line [0-9]+ of .*: a line"),
               Lines);
     EXPECT_EQ(ring(" INFO .*1 files, " + std::to_string(Lines) + " lines"), 1);
+}
+
+TEST_F(AgentTest, endsByTheNamedStopOfAnotherProcess) {
+    write("log", "1\n2\n");
+    const std::string name = "shipper-test-" + std::to_string(getpid());
+    child = start({"--follow", "--stop-event", name, "--output", path("shipped"), path("log")});
+    untilShipped(2);
+    append("log", "3\nno line feed");
+    norq_std::Process::getProcessById(static_cast<unsigned>(child))->signalShutdown(UtfUtils::utf8ToUtf16(name));
+    EXPECT_EQ(await(std::exchange(child, -1)).status, 0);
+    EXPECT_EQ(texts(), "1 2 3 no line feed ");
+}
+
+TEST_F(AgentTest, isAServiceOfSystemd) {
+    EXPECT_EQ(std::system("systemd-analyze verify " SHIPPER_UNIT), 0);
+
+    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path("notify").copy(std::begin(address.sun_path), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const auto untilTold = [&](const std::string& state) { // to the manager
+        until([&] {
+            std::array<char, 1000> message{};
+            return recv(socket, message.data(), message.size() - 1, 0) > 0 &&
+                   std::string(message.data()).find(state) != std::string::npos;
+        });
+    };
+    const timeval limit{60, 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    setenv("NOTIFY_SOCKET", path("notify").c_str(), 1);
+    setenv("LOGS_DIRECTORY", path("service-log").c_str(), 1);
+    write("log", "1\n");
+    startAgent("[shipper]\noutput=" + path("shipped") + "\n[files]\nlog=" + path("log") +
+               "\n[Log Appenders]\nappender.a.class=norq_std.RollingFileAppender\n"
+               "appender.a.filter=norq_std.LogFileFilter\nappender.a.layout=norq_std.NorqLogLayout\n");
+    unsetenv("NOTIFY_SOCKET");
+    unsetenv("LOGS_DIRECTORY");
+    untilTold("READY=1");
+    untilShipped(1);
+    append("log", "2\n");
+    kill(child, SIGTERM);
+    untilTold("STOPPING=1");
+    EXPECT_EQ(await(std::exchange(child, -1)).status, 0);
+    close(socket);
+    EXPECT_EQ(texts(), "1 2 ");
+    EXPECT_TRUE(fs::exists(path("service-log/shipper0001.log")));
 }
 
 TEST_F(AgentTest, saysWhyItDoesNotStart) {

@@ -1,15 +1,14 @@
 // A log shipper in small: the shape of a program on this library. Readers fill a bounded queue, workers empty it into
 // log pipelines, each of which ends in an appender of the program's own.
 
-#include "Agent.h"
 #include "Console.h"
 #include "FileReader.h"
 #include "LineDecoder.h"
 #include "MatchFilter.h"
 #include "Options.h"
 #include "Output.h"
-#include "ProcessLog.h"
 #include "ProgressThread.h"
+#include "ShipperService.h"
 #include "StopSignal.h"
 #include "Worker.h"
 
@@ -65,11 +64,11 @@ std::shared_ptr<norq_std::ILogEventFilter> makeFilter(const Options& options) {
     return std::make_shared<MatchFilter>(decode(options.match.c_str(), options.match.size()).text);
 }
 
-ExitStatus conclude(const Options& options, const RunState& state, const Output& output) {
-    if (output.failure() != 0) {
+ExitStatus conclude(const Options& options, const RunState& state, int outputFailure) {
+    if (outputFailure != 0) {
         SHIPPER_SAY(norq_std::ERROR, u"shipper::conclude",
                     "cannot write " + (options.output.empty() ? "standard output" : options.output) + ": " +
-                        std::generic_category().message(output.failure()));
+                        std::generic_category().message(outputFailure));
         return OUTPUT_FAILED;
     }
     if (state.broken)
@@ -116,27 +115,21 @@ int ship(const Options& options, const std::vector<std::string>& files) {
         worker->join(-1);
     progress.reset();
 
-    const ExitStatus status = conclude(options, state, output);
+    const ExitStatus status = conclude(options, state, output.failure());
     summarise(options, state, std::chrono::steady_clock::now() - begin);
     return status == ALL_SHIPPED && stopSignal.received() != 0 ? SIGNAL_BASE + stopSignal.received() : status;
 }
 
-/// Until a signal comes, which is the usual end of an agent.
+/// Until it is told to stop, which is the usual end of an agent.
 int follow(const Options& options) {
     const auto begin = std::chrono::steady_clock::now();
     norq_std_internal::ConvertUTF::setMaxStringSize(LONGEST_TEXT);
     std::signal(SIGPIPE, SIG_IGN);
 
-    RunState state;
-    const StopSignal stopSignal(state.stop);
-    if (!options.config.empty())
-        startLog(options.config);
-    LiveSettings settings(options);
-    Agent agent(settings, state);
-    agent.run();
-
-    const ExitStatus status = conclude(options, state, agent.getOutput());
-    summarise(options, state, std::chrono::steady_clock::now() - begin);
+    ShipperService service(options);
+    service.start();
+    const ExitStatus status = conclude(options, service.getState(), service.outputFailure());
+    summarise(options, service.getState(), std::chrono::steady_clock::now() - begin);
     return status;
 }
 
