@@ -50,9 +50,8 @@ public:
     /// rights; of the open descriptors only the three standard ones are handed on. An empty working directory is that
     /// of this process.
     ///
-    /// The arguments are one text, split as a POSIX shell splits and quotes words, without any expansion: white space
-    /// separates; '...' keeps everything; "..." keeps everything but \" \\ \$ \` and a backslash at a line's end;
-    /// elsewhere a backslash keeps the next character. So a path with backslashes belongs in single quotes.
+    /// The arguments are one text, split and unquoted as a POSIX shell does with words, but without any expansion: so a
+    /// path with backslashes belongs in single quotes. docs/processes.md has the rules.
     ///
     /// Throws `NorqAccessException` if the executable or the working directory does not exist or the system does not
     /// start it, and `NorqIllegalArgumentException` for arguments with an open quote, a last lone backslash, a zero

@@ -12,7 +12,9 @@
 #include <cstdlib>
 #include <list>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace norqstd_test {
 namespace {
@@ -156,6 +158,22 @@ TEST_F(ProcessTest, AChildWithoutItsObjectIsReapedAtItsEnd) {
     EXPECT_FALSE(noneIsLeft());
     Process::getCurrentProcess()->signalShutdown(wide(event));
     EXPECT_TRUE(eventually([] { return noneIsLeft(); }));
+}
+
+TEST_F(ProcessTest, ThreadsStartAndLeaveChildrenAtOnce) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([] {
+            for (std::size_t round = rounds(200); round > 0; --round) {
+                const Process left = start("", "/bin/true");
+                const Process attached = *Process::getCurrentProcess();
+                const Process awaited = start("1", "/bin/false");
+                EXPECT_TRUE(ends(awaited));
+                EXPECT_EQ(awaited.getExitCode(), 1);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 TEST_F(ProcessTest, ThousandsOfChildrenLeaveNothing) {

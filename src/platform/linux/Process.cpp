@@ -180,9 +180,8 @@ std::shared_ptr<ProcessHandle> ProcessHandle::start(const ProcessStart& what) {
         return nullptr;
     std::shared_ptr<ProcessHandle> handle(new ProcessHandle);
     pid_t id = 0;
-    errno = SpawnSettings().spawn(words, directory, id);
-    if (errno != 0) {
-        setLastErrorFromNative();
+    if (const int error = SpawnSettings().spawn(words, directory, id); error != 0) {
+        setLastError(errorFromNative(error));
         return nullptr;
     }
     if (!handle->adoptChild(static_cast<std::uint32_t>(id)))
