@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -81,6 +82,12 @@ int ignore(const Words& words) {
         pause();
 }
 
+/// hide FILE: the same, and only the system's administrator may look at it.
+int hide(const Words& words) {
+    prctl(PR_SET_DUMPABLE, 0);
+    return ignore(words);
+}
+
 int runProgram(const Words& words);
 
 /// orphan WORD...: runs those in a process that is nobody's child.
@@ -88,7 +95,8 @@ int orphan(const Words& words) { return fork() == 0 ? runProgram(Words(words.beg
 
 int runProgram(const Words& words) {
     const std::map<std::string, std::function<int(const Words&)>> programs{
-        {"exit", exitWith}, {"die", die}, {"tell", tell}, {"obey", obey}, {"ignore", ignore}, {"orphan", orphan}};
+        {"exit", exitWith}, {"die", die},   {"tell", tell},    {"obey", obey},
+        {"ignore", ignore}, {"hide", hide}, {"orphan", orphan}};
     return words.empty() ? 99 : programs.at(words[0])(words);
 }
 
