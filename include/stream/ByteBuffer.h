@@ -176,17 +176,18 @@ private:
         checkIndex(index, sizeof(T), function);
         store(static_cast<std::uint32_t>(index), value);
     }
-    void checkIndex(std::int32_t index, std::size_t size, const WChar* function) const {
-        if (static_cast<std::uint32_t>(index) + std::uint64_t{size} > static_cast<std::uint32_t>(limit)) [[unlikely]]
-            rejectIndex(index, limit - static_cast<std::int32_t>(size), function);
+    void checkIndex(std::int32_t index, std::uint32_t size, const WChar* function) const {
+        // Where the compiler sees that an index is not negative, one comparison with the limit in memory remains.
+        if (index < 0 || static_cast<std::uint32_t>(index) + size > static_cast<std::uint32_t>(limit)) [[unlikely]]
+            rejectIndex(index, size, function);
     }
 
     // Each repeats the check that failed and throws what the operation is to throw.
-    [[noreturn]] void rejectGet() const;
-    [[noreturn]] void rejectPut() const;
-    [[noreturn]] void rejectGet(std::int32_t size, const WChar* function) const;
-    [[noreturn]] void rejectPut(std::int32_t size, const WChar* function) const;
-    [[noreturn]] static void rejectIndex(std::int32_t index, std::int32_t last, const WChar* function);
+    [[noreturn, gnu::cold]] void rejectGet() const;
+    [[noreturn, gnu::cold]] void rejectPut() const;
+    [[noreturn, gnu::cold]] void rejectGet(std::int32_t size, const WChar* function) const;
+    [[noreturn, gnu::cold]] void rejectPut(std::int32_t size, const WChar* function) const;
+    [[noreturn, gnu::cold]] void rejectIndex(std::int32_t index, std::uint32_t size, const WChar* function) const;
 
     Endian order = ENDIAN_BIG;
     std::unique_ptr<unsigned char[], Free> bytes;

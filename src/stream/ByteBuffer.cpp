@@ -234,8 +234,8 @@ void ByteBuffer::rejectPut(std::int32_t size, const WChar* function) const {
         [&] { ErrorUtils::isBelowMinEx(remaining(), size, function, RemainingName); }, NoSpace);
 }
 
-void ByteBuffer::rejectIndex(std::int32_t index, std::int32_t last, const WChar* function) {
-    ErrorUtils::isOutsideRangeEx(index, 0, last, function, u"Index");
+void ByteBuffer::rejectIndex(std::int32_t index, std::uint32_t size, const WChar* function) const {
+    ErrorUtils::isOutsideRangeEx(index, 0, limit - static_cast<std::int32_t>(size), function, u"Index");
     throw NorqIllegalArgumentException(u"Index"); // not reached: the check has thrown
 }
 
