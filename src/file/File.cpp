@@ -10,10 +10,21 @@
 #include <algorithm>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 namespace norq_std {
 
 namespace platform = norq_std_internal::platform;
+
+namespace {
+
+/// Each element counts with a separator.
+void assertLengthIsValid(std::size_t length) {
+    if (length > File::maxPathSize)
+        throw NorqIllegalArgumentException(u"Path length exceeded maximum path length.");
+}
+
+} // namespace
 
 const WString& File::lineSeparator = *new WString(u"\r\n");
 
@@ -96,12 +107,31 @@ File File::getAbsoluteFile() const {
 }
 
 WString File::getCanonicalPath() const {
-    if (!isAbsolute())
+    const bool startsAtDrive = !elements.empty() && isSeparator(elements.front());
+    if (!startsAtDrive && !isAbsolute())
         return getAbsoluteFile().getCanonicalPath();
-    PathList list = getAbsolutePathList(PathList(std::next(elements.begin()), elements.end()));
-    list.push_front(elements.front());
-    list.front().front() = WideChar::toUpper(list.front().front());
-    return generatePathString(list.begin(), list.end());
+    WString path = startsAtDrive ? platform::workingDrive() : elements.front();
+    std::size_t sum = path.size() + 1; // the drive is longer than the separator that it stands for
+    for (auto element = std::next(elements.begin()); element != elements.end(); ++element)
+        sum += element->size() + 1;
+    assertLengthIsValid(sum);
+    path.reserve(sum);
+    path.front() = WideChar::toUpper(path.front());
+
+    std::vector<const WString*> kept;
+    kept.reserve(elements.size());
+    for (auto element = std::next(elements.begin()); element != elements.end(); ++element) {
+        if (*element != u".." && *element != u".")
+            kept.push_back(&*element);
+        else if (*element == u".." && !kept.empty())
+            kept.pop_back();
+    }
+    for (const WString* const element : kept) {
+        if (element != kept.front())
+            path += pathSeparator;
+        path += *element;
+    }
+    return path;
 }
 
 File File::getCanonicalFile() const { return File(getCanonicalPath()); }
@@ -142,10 +172,9 @@ File::PathList File::parsePath(const WString& path) {
     while (start < path.size()) {
         const std::size_t end = std::min(path.find_first_of(u"/\\", start), path.size());
         if (end > start) {
-            WString element = path.substr(start, end - start);
-            if (end < path.size() && isRoot(element + pathSeparator))
+            WString& element = list.emplace_back(path, start, end - start);
+            if (end < path.size() && element.size() == 2 && isRoot(element + pathSeparator))
                 element += pathSeparator;
-            list.push_back(std::move(element));
         }
         start = end + 1;
     }
@@ -199,8 +228,7 @@ void File::assertPathIsValid(const PathList& list) {
     std::size_t sum = 0;
     for (const WString& element : list) {
         sum += element.size() + 1;
-        if (sum > maxPathSize)
-            throw NorqIllegalArgumentException(u"Path length exceeded maximum path length.");
+        assertLengthIsValid(sum);
         if (!isRoot(element) && element != u".." && element != u".")
             assertPathElementIsValid(element);
     }

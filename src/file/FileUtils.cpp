@@ -41,9 +41,8 @@ WString canonicalPath(const WString& name) {
 
 /// The length of an array for the whole file; false if there can be none.
 bool arrayLength(const platform::FileHandle& handle, const WChar* function, std::int32_t& length) {
-    std::uint64_t size = 0;
-    const bool fits = handle.size(size) && size <= std::numeric_limits<std::int32_t>::max();
-    length = fits ? static_cast<std::int32_t>(size) : -1;
+    const std::uint64_t size = handle.sizeWhenOpened();
+    length = size <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(size) : -1;
     try {
         ErrorUtils::isBelowMinEx(length, 0, function, u"File size");
         return true;
@@ -129,9 +128,7 @@ void FileUtils::copyFile(const File& source, const File& target) {
     platform::FileHandle from = platform::openFile(source.getCanonicalPath(), platform::OpenMode::Read);
     if (!from.isOpen())
         fail(u"");
-    std::uint64_t rest = 0;
-    if (!from.size(rest))
-        fail(u"Unable to read from file: ");
+    std::uint64_t rest = from.sizeWhenOpened();
     FileWriter to(target.getCanonicalPath(), FileWriter::Mode::Overwrite);
     if (!to.isOpen())
         fail(u"");

@@ -11,12 +11,9 @@ FileWriter::FileWriter(norq_std::WString target, Mode writeMode)
     : path(std::move(target))
     , mode(writeMode)
     , handle(platform::openFile(
-          path, writeMode == Mode::Append ? platform::OpenMode::Append : platform::OpenMode::Write, &created)) {
-    if (handle.isOpen()) {
-        regular = handle.isRegular();
-        static_cast<void>(handle.size(sizeBefore));
-    }
-}
+          path, writeMode == Mode::Append ? platform::OpenMode::Append : platform::OpenMode::Write, &created))
+    , regular(handle.isRegular())
+    , sizeBefore(handle.sizeWhenOpened()) {}
 
 FileWriter::~FileWriter() {
     if (handle.isOpen())

@@ -35,10 +35,10 @@ private:
     const norq_std::WString path;
     const Mode mode;
     bool created = false;
-    bool regular = false;
-    std::uint64_t sizeBefore = 0;
-    std::uint64_t written = 0;
     platform::FileHandle handle;
+    const bool regular;
+    const std::uint64_t sizeBefore;
+    std::uint64_t written = 0;
 };
 
 } // namespace norq_std_internal

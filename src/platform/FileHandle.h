@@ -16,7 +16,9 @@ class NORQSTD_EXPORT FileHandle {
 public:
     FileHandle() = default;
     FileHandle(FileHandle&& other) noexcept
-        : descriptor(other.release()) {}
+        : descriptor(other.release())
+        , regular(other.regular)
+        , openedSize(other.openedSize) {}
     FileHandle& operator=(FileHandle&& other) noexcept;
     ~FileHandle();
 
@@ -26,7 +28,9 @@ public:
 
     /// The length of a file in bytes; 0 for what has none.
     bool size(std::uint64_t& bytes) const;
-    bool isRegular() const;
+    /// What the system said at the opening, without asking again: a regular file, and its length, 0 for what has none.
+    bool isRegular() const { return regular; }
+    std::uint64_t sizeWhenOpened() const { return openedSize; }
 
     /// Reads until that many bytes are there or the file ends: the number of bytes, -1 if the system fails before that.
     std::int64_t read(void* target, std::size_t bytes);
@@ -53,6 +57,8 @@ private:
     }
 
     int descriptor = -1;
+    bool regular = false;
+    std::uint64_t openedSize = 0;
 };
 
 enum class OpenMode : std::uint8_t {

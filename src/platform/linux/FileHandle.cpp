@@ -88,6 +88,8 @@ public:
             setLastErrorFromNative();
             return {};
         }
+        handle.regular = S_ISREG(status.st_mode);
+        handle.openedSize = handle.regular ? static_cast<std::uint64_t>(status.st_size) : 0;
         return handle;
     }
 
@@ -122,6 +124,8 @@ FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
     if (this != &other) {
         closeDescriptor(release());
         descriptor = other.release();
+        regular = other.regular;
+        openedSize = other.openedSize;
     }
     return *this;
 }
@@ -140,11 +144,6 @@ bool FileHandle::size(std::uint64_t& bytes) const {
         return false;
     bytes = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
     return true;
-}
-
-bool FileHandle::isRegular() const {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 std::int64_t FileHandle::read(void* target, std::size_t bytes) {

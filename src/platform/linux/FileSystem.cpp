@@ -1,5 +1,6 @@
 #include "platform/FileSystem.h"
 
+#include "internal/AsciiRuns.h"
 #include "internal/UnicodeUnits.h"
 #include "platform/Error.h"
 #include "platform/NarrowText.h"
@@ -15,13 +16,31 @@
 namespace norq_std_internal::platform {
 namespace {
 
-constexpr std::u16string_view Separators = u"\\/";
-
 bool isSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
 bool startsAtDrive(std::u16string_view path) {
     return path.size() >= 3 && (path[0] | 0x20) >= u'a' && (path[0] | 0x20) <= u'z' && path[1] == u':' &&
            isSeparator(path[2]);
+}
+
+/// The bytes of a path that is ASCII, else nothing.
+std::string asciiPath(std::u16string_view path) {
+    std::string bytes(path.size(), '\0');
+    const std::size_t run = narrowAscii(path.data(), path.size(), reinterpret_cast<unsigned char*>(bytes.data()));
+    return run == path.size() ? bytes : std::string();
+}
+
+/// Turns separators into single slashes, without one at the end of what is more.
+void normalizeSeparators(std::string& path) {
+    std::size_t length = 0;
+    for (const char byte : path) {
+        const bool separates = byte == '\\' || byte == '/';
+        if (!separates || length == 0 || path[length - 1] != '/')
+            path[length++] = separates ? '/' : byte;
+    }
+    if (length > 1 && path[length - 1] == '/')
+        --length;
+    path.resize(length);
 }
 
 std::string nowhere(std::int32_t error) {
@@ -72,30 +91,22 @@ bool readStatus(std::u16string_view path, int flags, FileStatus& status) {
 std::string nativePath(std::u16string_view path) {
     if (path.empty())
         return nowhere(FileNotFound);
-    if (path.find(u'\0') != std::u16string_view::npos)
+    std::string native = asciiPath(path);
+    if (native.empty() ? path.find(u'\0') != path.npos : native.find('\0') != native.npos)
         return nowhere(InvalidParameter);
-    if (!isWellFormed(path))
-        return nowhere(errorFromNative(EILSEQ));
+    if (native.empty()) {
+        if (!isWellFormed(path))
+            return nowhere(errorFromNative(EILSEQ));
+        appendUtf8(native, path);
+    }
     if (startsAtDrive(path)) {
         if ((path[0] | 0x20) != u'c')
             return nowhere(PathNotFound);
-        path.remove_prefix(2);
+        native.erase(0, 2);
     } else if (path.size() >= 2 && isSeparator(path[0]) && isSeparator(path[1])) {
         return nowhere(PathNotFound);
     }
-    std::string native;
-    native.reserve(path.size() + 1);
-    if (isSeparator(path.front()))
-        native += '/';
-    while (!path.empty()) {
-        const std::u16string_view name = path.substr(0, path.find_first_of(Separators));
-        if (!name.empty()) {
-            if (!native.empty() && native.back() != '/')
-                native += '/';
-            appendUtf8(native, name);
-        }
-        path.remove_prefix(name.size() < path.size() ? name.size() + 1 : path.size());
-    }
+    normalizeSeparators(native);
     return native;
 }
 
