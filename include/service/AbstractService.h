@@ -22,15 +22,15 @@ class ServiceController;
 /// With the switch `-F` the program runs in the foreground: `onStart` and then `run`, both on the thread that called
 /// `start`. Without it the operating system's service manager starts and stops it, with `run` on a thread of its own;
 /// the service does not see the difference. `run` ends when the service sees fit, in general when `stopEvent` is
-/// signaled.
+/// signaled. The manager's stop calls `onStop` alone, where most services signal `stopEvent` themselves.
 ///
 /// **Stopping in the foreground.** While `start` runs there, the first SIGINT, SIGTERM or SIGBREAK calls `stop(true)`;
 /// so Ctrl-C and a closed terminal stop the service politely. Where the signal comes from outside, that happens on a
 /// thread of the library's own. It holds for a signal whose action is the system's default when `start` is called: what
-/// the program registered or ignored itself, on `getSignalHandler` or otherwise, stays as it is. Once such a stop is
-/// under way, SIGINT and SIGTERM do nothing more, since many senders send twice, and SIGBREAK (Ctrl-\) does by default:
-/// it ends a process whose stop hangs. `start` returns only when the stop has, and the default actions are back then. A
-/// failure of such a stop is logged.
+/// the program registered or ignored itself, on `getSignalHandler` or otherwise, stays as it is. From such a stop
+/// on SIGINT and SIGTERM do nothing more, since many senders send twice, and SIGBREAK (Ctrl-\) has its default action:
+/// it ends a process that hangs. `start` returns only when the stop has; if there was none, the default actions are
+/// back then. A failure of such a stop is logged.
 ///
 /// **Exceptions.** What `onStart` and `run` throw in the foreground reaches the caller of `start`. Under the manager,
 /// what `run` throws is logged as STD3008, and the service counts as running until it is stopped. What `onStop` throws

@@ -74,7 +74,8 @@ ForegroundStop::ForegroundStop(norq_std::AbstractService& service) {
     target.service = &service;
     target.stopping.store(false);
     for (const int signal : StopSignals)
-        if (platform::hasDefaultAction(signal) && !platform::setSignalFunction(signal, onStopSignal))
+        if ((platform::hasDefaultAction(signal) || platform::signalFunction(signal) == onStopSignal) &&
+            !platform::setSignalFunction(signal, onStopSignal))
             NORQ_LOG(ERROR, u"norq_std::AbstractService::start", u"The signal %d will not stop the service: error %d",
                      signal, platform::lastError());
 }
@@ -85,9 +86,13 @@ ForegroundStop::~ForegroundStop() {
     Served& target = served();
     const AutoLock<Lock> guard(target.lock);
     target.service = nullptr;
-    for (const int signal : StopSignals)
-        if (platform::signalFunction(signal) == onStopSignal)
+    const bool stopped = target.stopping.load();
+    for (const int signal : StopSignals) {
+        // What is sent a second time must not end the process on its way out.
+        const bool stays = stopped && signal != norq_std::SIGBREAK;
+        if (!stays && platform::signalFunction(signal) == onStopSignal)
             platform::setSignalDefault(signal);
+    }
 }
 
 } // namespace norq_std_internal

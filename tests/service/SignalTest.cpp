@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -108,25 +109,33 @@ private:
 
 struct Row {
     const char* name;
-    Strings words;   ///< what the program is told
-    Strings stimuli; ///< "type X", "close", "kill N", or a line to wait for
+    std::string words;   ///< what the program is told
+    std::string stimuli; ///< "^C", "^\\", "close", "kill N", or a line to wait for
     std::string report;
-    std::string status;
+    std::string status = "exit 5"; ///< how a program ends that has said all
     bool hangupIgnored = false;
 };
 
 void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 
+Strings split(const std::string& text, char separator) {
+    Strings parts;
+    std::istringstream rest(text);
+    for (std::string part; std::getline(rest, part, separator);)
+        parts.push_back(part);
+    return parts;
+}
+
 class Signals : public testing::TestWithParam<Row> {};
 
 TEST_P(Signals, AreHandled) {
     const Row& row = GetParam();
-    Strings command = {SIGNAL_PROGRAM};
-    command.insert(command.end(), row.words.begin(), row.words.end());
-    UnderTerminal program(command, row.hangupIgnored);
-    for (const std::string& stimulus : row.stimuli) {
-        if (stimulus.starts_with("type "))
-            program.type(stimulus.substr(5));
+    UnderTerminal program(split(SIGNAL_PROGRAM " " + row.words, ' '), row.hangupIgnored);
+    for (const std::string& stimulus : split(row.stimuli, ',')) {
+        if (stimulus == "^C")
+            program.type("\x03");
+        else if (stimulus == "^\\")
+            program.type("\x1c");
         else if (stimulus == "close")
             program.hangUp();
         else if (stimulus.starts_with("kill "))
@@ -134,149 +143,73 @@ TEST_P(Signals, AreHandled) {
         else
             program.readTo(stimulus + "\n");
     }
-    EXPECT_EQ(program.readTo({}), row.report);
+    EXPECT_EQ(split(program.readTo({}), '\n'), split(row.report, ','));
     EXPECT_EQ(program.status(), row.status);
 }
 
-constexpr const char* CtrlC = "type \x03";
-constexpr const char* CtrlBackslash = "type \x1c";
+std::string nameOf(const testing::TestParamInfo<Row>& test) { return test.param.name; }
 
-// Numbers: 1 SIGHUP, 2 SIGINT, 3 SIGQUIT, 4 SIGILL, 11 SIGSEGV, 15 SIGTERM; the program ends with 5.
+// 1 SIGHUP, 2 SIGINT, 3 SIGQUIT, 4 SIGILL, 10 SIGUSR1, 11 SIGSEGV, 15 SIGTERM; events 0 Ctrl-C, 5 log-off.
 INSTANTIATE_TEST_SUITE_P(
     Terminal, Signals,
-    testing::Values(Row{"CtrlCEndsByDefault", {"wait", "1"}, {"ready", CtrlC}, "ready\n", "signal 2"},
-                    Row{"CtrlBackslashEndsByDefault", {"wait", "1"}, {"ready", CtrlBackslash}, "ready\n", "signal 3"},
-                    Row{"CloseEndsAsCtrlC", {"wait", "1"}, {"ready", "close"}, "ready\n", "signal 2"},
-                    Row{"EventIsToldOnceAndApart",
-                        {"register", "2", "register", "15", "wait", "2"},
-                        {"ready", CtrlC, "apart 2", "kill 15"},
-                        "ready\napart 2\napart 15\n",
-                        "exit 5"},
-                    Row{"EventIsTranslated",
-                        {"register", "2", "register", "15", "translate", "0", "15", "wait", "1"},
-                        {"ready", CtrlC},
-                        "ready\napart 15\n",
-                        "exit 5"},
-                    Row{"CloseReachesTheHandlerOfItsSignal",
-                        {"register", "2", "register", "1", "wait", "2"},
-                        {"ready", "close", "apart 2", "kill 1"},
-                        "ready\napart 2\napart 1\n",
-                        "exit 5"},
-                    Row{"IgnoredEventRaisesNothing",
-                        {"translate", "0", "0", "register", "2", "register", "3", "wait", "1"},
-                        {"ready", CtrlC, CtrlBackslash},
-                        "ready\napart 3\n",
-                        "exit 5"},
-                    Row{"IgnoredSignalOfAnEvent",
-                        {"ignore", "2", "register", "3", "wait", "1"},
-                        {"ready", CtrlC, CtrlBackslash},
-                        "ready\napart 3\n",
-                        "exit 5"},
-                    Row{"HangUpIgnoredAtStartStaysSo",
-                        {"register", "2", "register", "1", "register", "15", "wait", "2"},
-                        {"ready", "kill 1", "apart 1", "close", "kill 15"},
-                        "ready\napart 1\napart 15\n",
-                        "exit 5",
-                        true},
-                    Row{"HangingHandlerDoesNotKeepTheOther",
-                        {"register-hang", "2", "wait", "1"},
-                        {"ready", CtrlC, "hanging 2", CtrlBackslash},
-                        "ready\nhanging 2\n",
-                        "signal 3"},
-                    Row{"HangUpPassedOnByAShellIsTheClose",
-                        {"lead", "register", "2", "register", "15", "wait", "2"},
-                        {"ready", "close", "apart 2", "kill 15"},
-                        "ready\napart 2\napart 15\nstatus 5\n",
-                        "exit 0"}),
-    [](const auto& test) { return test.param.name; });
+    testing::Values(
+        Row{"CtrlCEndsByDefault", "wait 1", "ready,^C", "ready", "signal 2"},
+        Row{"CtrlBackslashEndsByDefault", "wait 1", "ready,^\\", "ready", "signal 3"},
+        Row{"CloseEndsAsCtrlC", "wait 1", "ready,close", "ready", "signal 2"},
+        Row{"EventIsToldOnceAndApart", "register 2 register 15 wait 2", "ready,^C,apart 2,kill 15",
+            "ready,apart 2,apart 15"},
+        Row{"EventIsTranslated", "register 2 register 15 translate 0 15 wait 1", "ready,^C", "ready,apart 15"},
+        Row{"CloseReachesTheHandlerOfItsSignal", "register 2 register 1 wait 2", "ready,close,apart 2,kill 1",
+            "ready,apart 2,apart 1"},
+        Row{"IgnoredEventRaisesNothing", "translate 0 0 register 2 register 3 wait 1", "ready,^C,^\\", "ready,apart 3"},
+        Row{"IgnoredSignalOfAnEvent", "ignore 2 register 3 wait 1", "ready,^C,^\\", "ready,apart 3"},
+        Row{"HangUpIgnoredAtStartStaysSo", "register 2 register 1 register 15 wait 2",
+            "ready,kill 1,apart 1,close,kill 15", "ready,apart 1,apart 15", "exit 5", true},
+        Row{"HangingHandlerDoesNotKeepTheOther", "register-hang 2 wait 1", "ready,^C,hanging 2,^\\", "ready,hanging 2",
+            "signal 3"},
+        Row{"HangUpPassedOnByAShellIsTheClose", "lead register 2 register 15 wait 2", "ready,close,apart 2,kill 15",
+            "ready,apart 2,apart 15,status 5", "exit 0"}),
+    nameOf);
 
 INSTANTIATE_TEST_SUITE_P(
     Sent, Signals,
-    testing::Values(Row{"HangUpByKillIsNoEvent", {"wait", "1"}, {"ready", "kill 1"}, "ready\n", "signal 1"},
-                    Row{"InterruptByKillIsNoEvent",
-                        {"translate", "0", "15", "wait", "1"},
-                        {"ready", "kill 2"},
-                        "ready\n",
-                        "signal 2"},
-                    Row{"OwnSignalIsHandledOnTheSpot",
-                        {"translate", "0", "0", "register", "2", "raise", "2"},
-                        {},
-                        "here 2\n",
-                        "exit 5"},
-                    Row{"OwnSignalEndsByDefault", {"raise", "2"}, {}, "", "signal 2"},
-                    Row{"UnknownEventEndsByIllegalInstruction", {"event", "99"}, {}, "", "signal 4"},
-                    Row{"UnknownEventReachesAHandlerInFrontOfFaults",
-                        {"register", "4", "translate-faults", "event", "99", "raise", "4", "all-default", "raise", "4"},
-                        {},
-                        "here 4\ndealt with 1\nhere 4\n",
-                        "signal 4"},
-                    Row{"UnknownEventReachesAHandlerBehindFaults",
-                        {"translate-faults", "register", "4", "event", "99", "raise", "4", "all-default", "raise", "4"},
-                        {},
-                        "here 4\ndealt with 1\nhere 4\n",
-                        "signal 4"},
-                    Row{"DefaultTranslationChanges",
-                        {"register", "15", "translate", "-1", "15", "event", "99", "event", "5", "translate", "99", "0",
-                         "event", "99"},
-                        {},
-                        "here 15\ndealt with 1\ndealt with 1\ndealt with 1\n",
-                        "exit 5"},
-                    Row{"FaultCallsItsHandlerOnceAndEnds", {"register", "11", "fault"}, {}, "here 11\n", "signal 11"},
-                    Row{"TranslatedFaultIsNoSignal",
-                        {"register", "11", "translate-faults", "fault-thrown", "raise", "11"},
-                        {},
-                        "thrown\nhere 11\n",
-                        "exit 5"},
-                    Row{"ForkedChildHandlesOnTheSpot", {"register", "15", "fork"}, {}, "here 15\nstatus 0\n", "exit 5"},
-                    Row{"ReplacedHandlerAndItsRemoval",
-                        {"register", "15", "register-too", "15", "raise", "15", "deregister", "15", "raise", "15"},
-                        {},
-                        "too 15\n",
-                        "signal 15"},
-                    Row{"EachOfManyHandlersIsCalledOnce",
-                        {"multi", "register", "15", "register", "15", "raise", "15", "register-too", "10", "deregister",
-                         "10", "raise", "10", "deregister", "15", "raise", "15"},
-                        {},
-                        "here 15\ntoo 10\n",
-                        "signal 15"},
-                    Row{"ManyHandlersGoAtOnce",
-                        {"multi", "register", "15", "register", "2", "ignore", "2", "raise", "2", "all-default",
-                         "raise", "2"},
-                        {},
-                        "",
-                        "exit 5"}),
-    [](const auto& test) { return test.param.name; });
+    testing::Values(
+        Row{"HangUpByKillIsNoEvent", "wait 1", "ready,kill 1", "ready", "signal 1"},
+        Row{"InterruptByKillIsNoEvent", "translate 0 15 wait 1", "ready,kill 2", "ready", "signal 2"},
+        Row{"OwnSignalIsHandledOnTheSpot", "translate 0 0 register 2 raise 2", "", "here 2"},
+        Row{"OwnSignalEndsByDefault", "raise 2", "", "", "signal 2"},
+        Row{"UnknownEventEndsByIllegalInstruction", "event 99", "", "", "signal 4"},
+        Row{"UnknownEventReachesAHandlerInFrontOfFaults",
+            "register 4 translate-faults event 99 raise 4 all-default raise 4", "", "here 4,dealt with 1,here 4",
+            "signal 4"},
+        Row{"UnknownEventReachesAHandlerBehindFaults",
+            "translate-faults register 4 event 99 raise 4 all-default raise 4", "", "here 4,dealt with 1,here 4",
+            "signal 4"},
+        Row{"DefaultTranslationChanges", "register 15 translate -1 15 event 99 event 5 translate 99 0 event 99", "",
+            "here 15,dealt with 1,dealt with 1,dealt with 1"},
+        Row{"FaultCallsItsHandlerOnceAndEnds", "register 11 fault", "", "here 11", "signal 11"},
+        Row{"TranslatedFaultIsNoSignal", "register 11 translate-faults fault-thrown raise 11", "", "thrown,here 11"},
+        Row{"ForkedChildHandlesOnTheSpot", "register 15 fork", "", "here 15,status 0"},
+        Row{"ReplacedHandlerAndItsRemoval", "register 15 register-too 15 raise 15 deregister 15 raise 15", "", "too 15",
+            "signal 15"},
+        Row{"EachOfManyHandlersIsCalledOnce",
+            "multi register 15 register 15 raise 15 register-too 10 deregister 10 raise 10 deregister 15 raise 15", "",
+            "here 15,too 10", "signal 15"},
+        Row{"ManyHandlersGoAtOnce", "multi register 15 register 2 ignore 2 raise 2 all-default raise 2", "", ""}),
+    nameOf);
 
 INSTANTIATE_TEST_SUITE_P(
     Service, Signals,
     testing::Values(
-        Row{"CtrlCStopsPolitely",
-            {"service", "plain"},
-            {"ready", CtrlC},
-            "onStart\nready\nonStop\nrun ends\ntrue\n",
-            "exit 5"},
-        Row{"ClosedTerminalStopsPolitely",
-            {"service", "plain"},
-            {"ready", "close"},
-            "onStart\nready\nonStop\nrun ends\ntrue\n",
-            "exit 5"},
-        Row{"SignalSentTwiceStopsOnce",
-            {"service", "plain"},
-            {"ready", "kill 15", "kill 15"},
-            "onStart\nready\nonStop\nrun ends\ntrue\n",
-            "exit 5"},
-        Row{"StopsBySignalOfItsOwn", {"service", "raises"}, {}, "onStart\nready\nonStop\nrun ends\ntrue\n", "exit 5"},
-        Row{"OwnHandlerOfTheProgramStays",
-            {"service", "own"},
-            {"ready", CtrlC, "apart 2", "kill 15"},
-            "onStart\nready\napart 2\nonStop\nrun ends\ntrue\n",
-            "exit 5"},
-        Row{"WithoutAManagerItDoesNotRun", {"service-mode", "plain"}, {}, "false\n", "exit 5"},
-        Row{"HangingStopEndsByCtrlBackslash",
-            {"service", "hangs"},
-            {"ready", CtrlC, "hanging 0", CtrlC, CtrlBackslash},
-            "onStart\nready\nonStop\nhanging 0\n",
-            "signal 3"}),
-    [](const auto& test) { return test.param.name; });
+        Row{"CtrlCStopsPolitely", "service plain", "ready,^C", "onStart,ready,onStop,run ends,true"},
+        Row{"ClosedTerminalStopsPolitely", "service plain", "ready,close", "onStart,ready,onStop,run ends,true"},
+        Row{"SignalSentTwiceStopsOnce", "service plain", "ready,kill 15,kill 15", "onStart,ready,onStop,run ends,true"},
+        Row{"StopsBySignalOfItsOwn", "service raises", "", "onStart,ready,onStop,run ends,true"},
+        Row{"OwnHandlerOfTheProgramStays", "service own", "ready,^C,apart 2,kill 15",
+            "onStart,ready,apart 2,onStop,run ends,true"},
+        Row{"WithoutAManagerItDoesNotRun", "service-mode plain", "", "false"},
+        Row{"HangingStopEndsByCtrlBackslash", "service hangs", "ready,^C,hanging 0,^C,^\\",
+            "onStart,ready,onStop,hanging 0", "signal 3"}),
+    nameOf);
 
 } // namespace
