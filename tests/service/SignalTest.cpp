@@ -188,7 +188,6 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"DefaultTranslationChanges", "register 15 translate -1 15 event 99 event 5 translate 99 0 event 99", "",
             "here 15,dealt with 1,dealt with 1,dealt with 1"},
         Row{"FaultCallsItsHandlerOnceAndEnds", "register 11 fault", "", "here 11", "signal 11"},
-        Row{"TranslatedFaultIsNoSignal", "register 11 translate-faults fault-thrown raise 11", "", "thrown,here 11"},
         Row{"ForkedChildHandlesOnTheSpot", "register 15 fork", "", "here 15,status 0"},
         Row{"ReplacedHandlerAndItsRemoval", "register 15 register-too 15 raise 15 deregister 15 raise 15", "", "too 15",
             "signal 15"},
@@ -197,6 +196,13 @@ INSTANTIATE_TEST_SUITE_P(
             "here 15,too 10", "signal 15"},
         Row{"ManyHandlersGoAtOnce", "multi register 15 register 2 ignore 2 raise 2 all-default raise 2", "", ""}),
     nameOf);
+
+#if !defined(__SANITIZE_THREAD__) // it cannot follow an exception that leaves a signal handler
+INSTANTIATE_TEST_SUITE_P(Translated, Signals,
+                         testing::Values(Row{"FaultIsNoSignal", "register 11 translate-faults fault-thrown raise 11",
+                                             "", "thrown,here 11"}),
+                         nameOf);
+#endif
 
 INSTANTIATE_TEST_SUITE_P(
     Service, Signals,
