@@ -52,7 +52,8 @@ public:
 
     bool isOpen() const;
     /// Opens the current file and writes the headers. A file that is full already is removed first. After a roll that
-    /// failed half-way it goes on with that.
+    /// failed half-way it goes on with that. Nothing if it is called while the ring is on its way to another file, by
+    /// an observer say.
     ///
     /// Throws `NorqIOException` if there is no path, the full file cannot be removed, or the file cannot be opened.
     void open();
@@ -74,6 +75,8 @@ public:
     void removeHeader(const std::shared_ptr<RollingFileHeader>& header);
 
 private:
+    class Move;
+
     File getIndexFile() const;
     void updateIndex();
     void openCurrent();
@@ -96,6 +99,7 @@ private:
     std::vector<std::shared_ptr<RollingFileHeader>> headers;
     std::int32_t writesSinceRefresh = 0;
     bool rollPending = false; // the last file was finished, and the next could not be begun
+    bool moving = false;      // it is on the way from one file to another
 };
 
 } // namespace norq_std

@@ -12,7 +12,7 @@ namespace norq_std {
 /// Tells at the top of a log file what ran: platform, host, folders, time and time zones, the log's settings, and each
 /// loaded module with its version.
 ///
-/// Every line begins with "VERSION INFO: ". Registered as "norq_std.WindowsVersionInfoHeader"; takes no properties.
+/// Every line begins with "VERSION INFO: ". Takes no properties.
 class NORQSTD_EXPORT WindowsVersionInfoHeader : public RollingFileHeader,
                                                 public AutoRegisterClass<WindowsVersionInfoHeader> {
 public:

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cxxabi.h>
+#include <utility>
 
 namespace norq_std {
 
@@ -42,6 +43,21 @@ std::uint32_t indexOf(const WString& text) {
 }
 
 } // namespace
+
+/// The way from one file to the next.
+class RollingFile::Move {
+public:
+    explicit Move(RollingFile& file)
+        : moving(file.moving)
+        , before(std::exchange(moving, true)) {}
+    ~Move() { moving = before; }
+    Move(const Move&) = delete;
+    Move& operator=(const Move&) = delete;
+
+private:
+    bool& moving;
+    const bool before;
+};
 
 RollingFileObserver::~RollingFileObserver() = default;
 
@@ -71,13 +87,15 @@ void RollingFile::setFilePath(const File& file) {
     if (dot == name.npos || file.isDirectory())
         throw NorqIllegalArgumentException(u"Invalid value for filename.");
     const Guard guard(lock);
+    const Move move(*this);
     close();
     directory = file.getParentFile();
     baseName = name.substr(0, dot);
     extension = name.substr(dot);
     index = 0;
-    rollPending = false;
+    rollPending = true;
     updateIndex();
+    rollPending = false;
 }
 
 WString RollingFile::getFilePath() const {
@@ -117,6 +135,9 @@ bool RollingFile::isOpen() const {
 
 void RollingFile::open() {
     const Guard guard(lock);
+    if (moving) // whoever is told of the move, or logs during it, must not begin a file of its own in between
+        return;
+    const Move move(*this);
     if (rollPending)
         openNext();
     else
@@ -189,6 +210,7 @@ void RollingFile::rolloverIfNecessary(std::uint32_t pendingBytes) {
             throw NorqIOException(u"Unable to pad rolling file.", e);
         }
     }
+    const Move move(*this);
     close();
     openNext();
 }

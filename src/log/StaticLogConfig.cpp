@@ -42,9 +42,8 @@ std::optional<Reference> referenceIn(const WString& value) {
         return std::nullopt;
     const WString inside = value.substr(1, value.size() - 2);
     const std::size_t comma = inside.find(u',');
-    if (comma == inside.npos)
-        return Reference{WString(), inside};
-    Reference reference{inside.substr(0, comma), inside.substr(comma + 1)};
+    Reference reference = comma == inside.npos ? Reference{WString(), inside}
+                                               : Reference{inside.substr(0, comma), inside.substr(comma + 1)};
     StringUtils::trim(reference.section);
     StringUtils::trim(reference.key);
     return reference;

@@ -51,8 +51,8 @@ StaticLogFactory::StaticLogFactory() = default;
 StaticLogFactory::~StaticLogFactory() = default;
 
 std::shared_ptr<ILogAppender> StaticLogFactory::getAppender(const WString& name) {
-    const Guard guard(lock);
     ErrorUtils::isEmptyEx(name, u"norq_std::StaticLogFactory::getAppender", u"name");
+    const Guard guard(lock);
     const auto found = appenders.find(name);
     return found == appenders.end() ? nullptr : found->second;
 }
@@ -106,15 +106,24 @@ bool StaticLogFactory::moduleLoaded(const WString& name) {
     return modules.contains(name);
 }
 
+// Loading and releasing a library runs its own code and logs, and a line of the log needs locks that a thread may hold
+// which waits here.
+
 void StaticLogFactory::loadModule(const WString& name) {
+    if (moduleLoaded(name))
+        return;
+    auto loaded = std::make_shared<NorqLibrary>(name);
     const Guard guard(lock);
-    if (!modules.contains(name))
-        modules.emplace(name, std::make_shared<NorqLibrary>(name));
+    modules.try_emplace(name, std::move(loaded));
 }
 
 void StaticLogFactory::unloadModule(const WString& name) {
+    std::shared_ptr<NorqLibrary> released;
     const Guard guard(lock);
-    modules.erase(name);
+    if (const auto found = modules.find(name); found != modules.end()) {
+        released = std::move(found->second);
+        modules.erase(found);
+    }
 }
 
 } // namespace norq_std

@@ -22,9 +22,12 @@ class Observer : public RollingFileObserver {
 public:
     void onCloseNotify(const File& file) override {
         closed.push_back(file.getName());
+        if (reopened != nullptr)
+            reopened->open(); // as an appender does with a line that is logged now
         throw NorqIOException(u"an observer fails");
     }
     std::vector<WString> closed;
+    RollingFile* reopened = nullptr;
 };
 
 class Header : public RollingFileHeader {
@@ -102,6 +105,15 @@ TEST_F(RollingFileTest, filesAreFilledWithBlanksAndFollowEachOtherRoundTheRing) 
     EXPECT_EQ(current(ring), u"server0001.log");
     EXPECT_EQ(content("server0001.log"), "last of the ring");
     EXPECT_EQ(observer->closed, (std::vector<WString>{u"server0001.log", u"server0002.log", u"server0003.log"}));
+}
+
+TEST_F(RollingFileTest, nobodyReopensTheFileThatARollHasFinished) {
+    observer->reopened = &ring;
+    write("01234567890123456789");
+    write("next");
+    observer->reopened = nullptr;
+    EXPECT_EQ(content("server0001.log"), "01234567890123456789");
+    EXPECT_EQ(content("server0002.log"), "next");
 }
 
 TEST_F(RollingFileTest, aRestartGoesOnInTheCurrentFileAndBeginsAFullOneAgain) {
