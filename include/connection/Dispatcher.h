@@ -5,9 +5,10 @@
 #include "concurrency/Lock.h"
 #include "connection/IDispatcher.h"
 #include "internal/ListenerSet.h"
+#include "internal/TextHash.h"
 
-#include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace norq_std {
@@ -33,6 +34,7 @@ public:
 private:
     friend class DispatcherFactory;
     using Listeners = norq_std_internal::ListenerSet<IEventListener>;
+    using Names = std::unordered_map<WString, Listeners, norq_std_internal::TextHash, norq_std_internal::SameText>;
 
     explicit Dispatcher(const WString& dispatcherKey);
 
@@ -43,7 +45,8 @@ private:
 
     mutable Lock lock;
     const WString key;
-    std::map<WString, Listeners> listeners NORQ_GUARDED_BY(lock);
+    Names listeners NORQ_GUARDED_BY(lock);
+    Names::value_type* lastSubmitted NORQ_GUARDED_BY(lock) = nullptr; ///< most events come in runs of one name
 };
 
 } // namespace norq_std

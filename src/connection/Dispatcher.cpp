@@ -85,9 +85,10 @@ void Dispatcher::removeListener(const std::shared_ptr<IEventListener>& listener,
 
 void Dispatcher::removeAllListeners() {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::Dispatcher::removeAllListeners");
-    std::map<WString, Listeners> removed; // a listener that dies with it may call the dispatcher
+    Names removed; // a listener that dies with it may call the dispatcher
     const AutoLock<Lock> guard(lock);
     removed.swap(listeners);
+    lastSubmitted = nullptr;
 }
 
 void Dispatcher::insert(const std::shared_ptr<IEventListener>& listener, const WString& eventName) {
@@ -103,12 +104,18 @@ void Dispatcher::erase(const std::shared_ptr<IEventListener>& listener, const WS
 
 Dispatcher::Listeners::Snapshot Dispatcher::getListeners(const WString& eventName) {
     const AutoLock<Lock> guard(lock);
-    const auto found = listeners.find(eventName);
-    return found != listeners.end() ? found->second.snapshot() : nullptr;
+    if (lastSubmitted == nullptr || !norq_std_internal::SameText()(lastSubmitted->first, eventName)) {
+        const auto found = listeners.find(eventName);
+        if (found == listeners.end())
+            return nullptr;
+        lastSubmitted = &*found;
+    }
+    return lastSubmitted->second.snapshot();
 }
 
 void Dispatcher::submit(const std::shared_ptr<IEvent>& event) {
-    ErrorUtils::isNullEx(event, u"norq_std::Dispatcher::submit", u"Event", 0);
+    if (!event)
+        ErrorUtils::isNullEx(event, u"norq_std::Dispatcher::submit", u"Event", 0); // whose texts cost more than a look
     NORQ_LOG_FUNCTION_CALL_TEXT(u"norq_std::Dispatcher::submit", u"Begin. Event <%ls>.", event->toString().c_str());
     const WString eventName = event->getEventName();
     const Listeners::Snapshot told = getListeners(eventName);
