@@ -11,6 +11,7 @@ struct Endpoint {
     std::string port;
 
     std::string toString() const;
+    bool operator==(const Endpoint&) const = default;
 };
 
 /// "host:port", or "[::1]:port". Throws `std::invalid_argument` with a sentence for the user.
