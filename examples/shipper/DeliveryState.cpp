@@ -23,6 +23,7 @@ using norq_std::WString;
 using Guard = norq_std::AutoLock<norq_std::Lock>;
 
 constexpr const char* FILE_NAME = "delivery.json";
+constexpr std::ptrdiff_t LEFT_FILES_KNOWN = 16; // of a path
 
 /// Bytes of any kind as text, a unit each: a path need not be UTF-8.
 WString widen(const std::string& bytes) {
@@ -65,6 +66,7 @@ std::shared_ptr<JsonObject> placeToJson(const SourcePlace& place) {
     put(*object, u"head", place.head);
     put(*object, u"tailBytes", place.tailBytes);
     put(*object, u"tail", place.tail);
+    object->putBoolean(u"left", place.left);
     return object;
 }
 
@@ -80,6 +82,7 @@ SourcePlace placeFromJson(const JsonObject& object) {
     place.head = number(object, u"head");
     place.tailBytes = number(object, u"tailBytes");
     place.tail = number(object, u"tail");
+    place.left = object.getBoolean(u"left", false);
     return place;
 }
 
@@ -176,17 +179,30 @@ std::vector<SourcePlace> DeliveryState::placesOf(const std::string& path) const 
 }
 
 void DeliveryState::advance(const SourcePlace& place) {
-    const auto found = std::find_if(places.begin(), places.end(), [&](const SourcePlace& known) {
+    const auto isSame = [&](const SourcePlace& known) {
         return known.path == place.path && known.isFile(place.device, place.inode);
-    });
-    if (place.left) {
-        if (found != places.end())
-            places.erase(found);
-    } else if (found != places.end()) {
+    };
+    const auto found = std::find_if(places.begin(), places.end(), isSame);
+    if (found == places.end()) {
+        places.push_back(place);
+    } else if (found->left == place.left) {
         *found = place;
-    } else {
+    } else { // a file that was left is behind those that were left before, one that is read anew behind all
+        places.erase(found);
         places.push_back(place);
     }
+    if (!place.left)
+        return;
+    const auto isLeft = [&](const SourcePlace& known) { return known.path == place.path && known.left; };
+    if (std::count_if(places.begin(), places.end(), isLeft) > LEFT_FILES_KNOWN)
+        places.erase(std::find_if(places.begin(), places.end(), isLeft));
+}
+
+void DeliveryState::recordBegin(const SourcePlace& place) {
+    const Guard guard(lock);
+    advance(place);
+    changed = true;
+    save();
 }
 
 void DeliveryState::recordDelivered(std::uint64_t number, const std::string& collector, const std::string& address,

@@ -37,8 +37,10 @@ public:
     /// What counts as delivered to the collector, 0 for one that is not known.
     std::uint64_t deliveredTo(const std::string& collector) const;
     std::map<std::string, KnownCollector> getCollectors() const;
-    /// The files of a path, in the order of their lines.
+    /// The files of a path, in the order of their lines. Of those that were left the last few are among them.
     std::vector<SourcePlace> placesOf(const std::string& path) const;
+    /// A file is being read from its beginning. Once this returns, that is known for ever.
+    void recordBegin(const SourcePlace& place);
 
     /// The batch was acknowledged. Once this returns, that is so for ever.
     void recordDelivered(std::uint64_t sequence, const std::string& collector, const std::string& address,

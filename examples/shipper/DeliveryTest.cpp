@@ -248,7 +248,12 @@ TEST_F(DeliveryTest, theStateComesBackAsItWas) {
         EXPECT_EQ(places[0].head, place.head);
         place.left = true;
         state.recordDelivered(9, "one", "host:1", {place});
-        EXPECT_TRUE(state.placesOf(place.path).empty());
+        ASSERT_EQ(state.placesOf(place.path).size(), 1u);
+        EXPECT_TRUE(state.placesOf(place.path)[0].left);
+        for (place.inode = 100; place.inode < 200; ++place.inode)
+            state.recordDelivered(place.inode, "one", "host:1", {place});
+        EXPECT_EQ(state.placesOf(place.path).size(), 16u);
+        EXPECT_EQ(state.placesOf(place.path).front().inode, 184u);
     }
     for (const char* const wrong :
          {"", "{}", "[1]", "{\"agent\":\"../x\",\"sequence\":\"1\",\"collectors\":{},\"places\":[]}",

@@ -3,6 +3,8 @@
 #include "Console.h"
 #include "LineDecoder.h"
 
+#include "concurrency/Concurrency.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -17,10 +19,10 @@
 namespace shipper {
 namespace {
 
-constexpr std::size_t REMEMBERED_BYTES = 128;
-
 constexpr const norq_std::WChar* OPEN_NEW = u"shipper::FollowedFile::openNew";
 constexpr const norq_std::WChar* UPDATE = u"shipper::FollowedFile::update";
+
+bool isSignalled(norq_std::Event* event) { return event && norq_std::Concurrency::waitForSingleObject(*event, 0) == 0; }
 
 } // namespace
 
@@ -56,7 +58,7 @@ void FollowedFile::Reading::restart() {
     last.clear();
 }
 
-void FollowedFile::Reading::drain() {
+void FollowedFile::Reading::drain(norq_std::Event* stop) {
     const auto block = [this](char* buffer, std::size_t size) {
         const ssize_t count = pread(descriptor, buffer, size, offset);
         if (count > 0) {
@@ -67,7 +69,7 @@ void FollowedFile::Reading::drain() {
         return static_cast<std::ptrdiff_t>(count);
     };
     const off_t before = offset;
-    while (lines.take(block) > 0) {
+    while (!isSignalled(stop) && lines.take(block) > 0) {
     }
     if (offset != before)
         NORQ_LOG(norq_std::DEBUG, u"shipper::FollowedFile::drain", u"Read %lld bytes of <%ls>, now at %lld.",
@@ -76,10 +78,14 @@ void FollowedFile::Reading::drain() {
 
 // ---- the path
 
-FollowedFile::FollowedFile(std::string filePath, BatchQueue& batches)
+FollowedFile::FollowedFile(std::string filePath, BatchQueue& batches, const PlaceKeeper* placeKeeper)
     : path(std::move(filePath))
     , source(std::make_shared<norq_std::WString>(decode(path.c_str(), path.size()).text))
-    , queue(batches) {}
+    , queue(batches)
+    , keeper(placeKeeper) {
+    if (keeper)
+        resume();
+}
 
 FollowedFile::~FollowedFile() = default;
 
@@ -88,7 +94,7 @@ void FollowedFile::openNew() {
     struct stat status {};
     const int error = opened < 0 ? errno : fstat(opened, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
     if (error == 0) {
-        current = std::make_unique<Reading>(opened, source, queue);
+        current = begin(opened);
         SHIPPER_SAY(norq_std::INFO, OPEN_NEW, "following " + path);
     } else {
         if (opened >= 0)
@@ -100,39 +106,55 @@ void FollowedFile::openNew() {
     openError = error;
 }
 
+bool FollowedFile::isStopping() const { return keeper && isSignalled(&keeper->stop); }
+
+void FollowedFile::leaveOld() {
+    drain(*old);
+    if (isStopping())
+        return;
+    old->lines.leave();
+    old.reset();
+}
+
 void FollowedFile::update() {
     if (current && !current->isAt(path)) {
-        if (old) { // rotated twice; its writer had a whole file's time to leave it
-            old->drain();
-            old->lines.finish();
-        }
-        current->drain();
-        old = std::move(current);
         SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was rotated");
+        Readings passed = openBetween(*current);
+        passed.insert(passed.begin(), std::move(current));
+        for (auto& reading : passed) {
+            if (old) // rotated twice; its writer had a whole file's time to leave it
+                leaveOld();
+            if (isStopping())
+                return;
+            drain(*reading);
+            old = std::move(reading);
+        }
     }
+    if (!current && old && old->isAt(path))
+        current = std::move(old); // it was put back
     if (!current)
         openNew();
     if (old) {
-        const bool isLeft = current && !current->isEmpty(); // looked at before the last of the old file is read
-        old->drain();
-        if (isLeft) {
-            old->lines.finish();
-            old.reset();
-        }
+        if (current && !current->isEmpty()) // looked at before the last of the old file is read
+            leaveOld();
+        else
+            drain(*old);
     }
     if (current && current->wasTruncated()) {
         SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was truncated");
         current->restart();
     }
     if (current && !old)
-        current->drain();
+        drain(*current);
 }
 
 void FollowedFile::finish() {
     update();
+    if (keeper)
+        return;
     for (const auto* reading : {&old, &current})
         if (*reading) {
-            (*reading)->drain();
+            drain(**reading);
             (*reading)->lines.finish();
         }
 }

@@ -9,15 +9,18 @@
 #include "file/File.h"
 #include "file/FileWatcher.h"
 
+#include <system_error>
+
 namespace shipper {
 
 using norq_std::AutoLock;
 using norq_std::FileWatcher;
 using norq_std::Lock;
 
-Follower::Follower(BatchQueue& batches, RunState& runState)
+Follower::Follower(BatchQueue& batches, RunState& runState, const PlaceKeeper* placeKeeper)
     : queue(batches)
-    , state(runState) {}
+    , state(runState)
+    , keeper(placeKeeper) {}
 
 void Follower::setFiles(const std::set<std::string>& paths) {
     NORQ_LOG_FUNCTION_CALL(u"shipper::Follower::setFiles");
@@ -35,7 +38,7 @@ void Follower::setFiles(const std::set<std::string>& paths) {
     }
     for (const std::string& path : paths)
         if (!entries.contains(path) && watch(path))
-            entries[path].file = std::make_unique<FollowedFile>(path, queue);
+            entries[path].file = std::make_unique<FollowedFile>(path, queue, keeper);
     changed.signal();
 }
 
@@ -43,13 +46,20 @@ void Follower::run() {
     while (norq_std::Concurrency::waitForMultipleObjects({&state.stop, &changed}, norq_std::WAIT_ANY, -1) != 0) {
         const AutoLock<Lock> guard(lock);
         NORQ_LOG(norq_std::TRACE, u"shipper::Follower::run", u"Looking at %zu files.", entries.size());
-        for (auto& [path, entry] : entries)
-            update(entry);
+        try {
+            for (auto& [path, entry] : entries)
+                update(entry);
+        } catch (const std::system_error& failure) { // a place that cannot be written
+            SHIPPER_SAY(norq_std::ERROR, u"shipper::Follower::run", failure.what());
+            state.broken = true;
+            state.stop.signal();
+        }
     }
     FileWatcher::removeListener(shared_from_this());
     const AutoLock<Lock> guard(lock);
     for (auto& [path, entry] : entries) {
-        entry.file->finish();
+        if (!keeper) // else what is not read now is read after the next start
+            entry.file->finish();
         ++state.filesRead;
     }
 }

@@ -20,7 +20,8 @@ class Follower : public norq_std::Runnable,
                  public norq_std::IFileListener,
                  public std::enable_shared_from_this<Follower> {
 public:
-    Follower(BatchQueue& queue, RunState& state);
+    /// `keeper` is null where no places are kept, else it outlives this.
+    Follower(BatchQueue& queue, RunState& state, const PlaceKeeper* keeper);
 
     /// Follows exactly these from now on. A file need not be there yet, but its directory.
     void setFiles(const std::set<std::string>& paths);
@@ -44,6 +45,7 @@ private:
 
     BatchQueue& queue;
     RunState& state;
+    const PlaceKeeper* const keeper;
     norq_std::Event changed{true, true};
     norq_std::Lock lock; ///< guards the entries
     std::map<std::string, Entry> entries;

@@ -8,6 +8,7 @@
 namespace shipper {
 namespace {
 
+constexpr std::size_t TAIL_BYTES = 128;
 constexpr std::size_t MAX_LINE_BYTES = 1024 * 1024; // a longer line travels in pieces
 
 bool isContinuationByte(char byte) { return (byte & 0xC0) == 0x80; }
@@ -39,11 +40,56 @@ LineSplitter::LineSplitter(std::shared_ptr<const norq_std::WString> fileName, Ba
     : source(std::move(fileName))
     , queue(batches) {}
 
-void LineSplitter::finish() {
+void LineSplitter::deliverRest() {
     if (!text.empty())
         deliver(std::exchange(text, {}));
+}
+
+void LineSplitter::finish() {
+    deliverRest();
     line = 1;
     part = 0;
+    head.clear();
+    if (place)
+        place->offset = place->headBytes = place->tailBytes = 0;
+}
+
+void LineSplitter::keepPlaces(const SourcePlace& begin, std::string firstBytes) {
+    place = begin;
+    head = std::move(firstBytes);
+    line = begin.line;
+    part = begin.part;
+}
+
+void LineSplitter::leave() {
+    deliverRest();
+    if (!place)
+        return;
+    place->left = true;
+    const auto mark = std::make_shared<LineBatch>();
+    mark->source = source;
+    offer(mark);
+}
+
+void LineSplitter::offer(const std::shared_ptr<LineBatch>& batch) {
+    if (place) {
+        const std::string_view bytes = batch->text;
+        if (head.size() < HEAD_BYTES && head.size() == place->offset) {
+            head += bytes.substr(0, HEAD_BYTES - head.size());
+            place->headBytes = head.size();
+            place->head = hashOf(head);
+        }
+        if (!bytes.empty()) {
+            const std::string_view tail = bytes.substr(bytes.size() - std::min(bytes.size(), TAIL_BYTES));
+            place->tailBytes = tail.size();
+            place->tail = hashOf(tail);
+        }
+        place->offset += bytes.size();
+        place->line = line;
+        place->part = part;
+        batch->place = place;
+    }
+    queue.offer(batch, -1);
 }
 
 void LineSplitter::deliverWholeLines() {
@@ -67,14 +113,14 @@ void LineSplitter::deliver(std::string lines) {
         batch->text = lines.substr(0, end);
         lines.erase(0, end);
         ++line;
-        queue.offer(batch, -1);
+        offer(batch);
         if (!lines.empty())
             deliver(std::move(lines));
         return;
     }
     line += countLineFeeds(lines);
     batch->text = std::move(lines);
-    queue.offer(batch, -1);
+    offer(batch);
 }
 
 void LineSplitter::deliverPiece() {
@@ -85,7 +131,7 @@ void LineSplitter::deliverPiece() {
     const std::size_t cut = characterBoundary(text);
     batch->text = text.substr(0, cut);
     text.erase(0, cut);
-    queue.offer(batch, -1);
+    offer(batch);
 }
 
 } // namespace shipper

@@ -31,18 +31,30 @@ public:
     /// Delivers what is left, a line without an end. The next bytes are those of another file, or of this one anew.
     void finish();
 
+    /// From now on each batch has its place. Reading begins at this one; `head` are the first bytes of the file, up to
+    /// HEAD_BYTES of those in front of it.
+    void keepPlaces(const SourcePlace& begin, std::string head);
+    /// Finishes, and says that nothing more will be read from the file.
+    void leave();
+
+    static constexpr std::size_t HEAD_BYTES = 256;
+
 private:
     static constexpr std::size_t BLOCK_BYTES = 64 * 1024;
 
     void deliverWholeLines();
+    void deliverRest();
     void deliver(std::string lines);
     void deliverPiece();
+    void offer(const std::shared_ptr<LineBatch>& batch);
 
     const std::shared_ptr<const norq_std::WString> source;
     BatchQueue& queue;
     std::string text; ///< begins with what the block before left over
     std::uint64_t line = 1;
     std::uint32_t part = 0;
+    std::optional<SourcePlace> place; ///< of the beginning of the text, where places are kept
+    std::string head;                 ///< the first bytes of the file, for the place
 };
 
 } // namespace shipper

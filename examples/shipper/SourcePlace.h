@@ -19,7 +19,7 @@ struct SourcePlace {
     std::uint64_t head = 0;
     std::uint64_t tailBytes = 0; ///< how many bytes in front of the offset have the next hash
     std::uint64_t tail = 0;
-    bool left = false; ///< nothing more will be read from it
+    bool left = false; ///< nothing more will be read from it; it is known so that it is not taken for a new file
 
     bool isFile(std::uint64_t otherDevice, std::uint64_t otherInode) const {
         return device == otherDevice && inode == otherInode;

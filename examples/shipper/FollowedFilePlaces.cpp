@@ -1,0 +1,186 @@
+// How a followed file is found again: after a restart, and when it was rotated more than once between two looks.
+
+#include "Console.h"
+#include "DeliveryState.h"
+#include "FollowedFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace shipper {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const norq_std::WChar* RESUME = u"shipper::FollowedFile::resume";
+constexpr const norq_std::WChar* OPEN_BETWEEN = u"shipper::FollowedFile::openBetween";
+
+/// An open regular file that is closed unless it is taken.
+struct OpenFile {
+    explicit OpenFile(const std::string& name)
+        : descriptor(open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
+        isSound = descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    }
+    OpenFile(OpenFile&& other) noexcept
+        : descriptor(other.take())
+        , status(other.status)
+        , isSound(other.isSound) {}
+    OpenFile& operator=(OpenFile&& other) noexcept {
+        std::swap(descriptor, other.descriptor);
+        std::swap(status, other.status);
+        std::swap(isSound, other.isSound);
+        return *this;
+    }
+    ~OpenFile() {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+
+    int take() { return std::exchange(descriptor, -1); }
+    bool isFile(const SourcePlace& place) const { return place.isFile(status.st_dev, status.st_ino); }
+
+    int descriptor;
+    struct stat status {};
+    bool isSound = false;
+};
+
+std::string bytesAt(int descriptor, std::uint64_t begin, std::uint64_t count) {
+    std::string bytes(count, '\0');
+    const ssize_t got = pread(descriptor, bytes.data(), count, static_cast<off_t>(begin));
+    bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return bytes;
+}
+
+bool hasHead(const OpenFile& file, const SourcePlace& place) {
+    const std::string head = bytesAt(file.descriptor, 0, place.headBytes);
+    return head.size() == place.headBytes && hashOf(head) == place.head;
+}
+
+/// Whether the file that a place was made for still has the bytes that were read.
+bool hasWhatWasRead(const OpenFile& file, const SourcePlace& place) {
+    if (place.offset == 0)
+        return true;
+    const std::string tail = bytesAt(file.descriptor, place.offset - place.tailBytes, place.tailBytes);
+    return hasHead(file, place) && tail.size() == place.tailBytes && hashOf(tail) == place.tail;
+}
+
+/// "log.1", "log-20240307", "log.2024-03-07T09:05"
+bool isRotatedName(std::string_view name, std::string_view leaf) {
+    if (!name.starts_with(leaf) || name.size() < leaf.size() + 2)
+        return false;
+    return name.find_first_not_of("0123456789-_.:TZ", leaf.size()) == std::string_view::npos;
+}
+
+std::vector<fs::path> filesBeside(const std::string& path) {
+    std::vector<fs::path> files;
+    std::error_code failure;
+    const fs::path folder = fs::path(path).parent_path();
+    for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, failure))
+        files.push_back(entry.path());
+    return files;
+}
+
+} // namespace
+
+std::unique_ptr<FollowedFile::Reading> FollowedFile::begin(int opened) const {
+    auto reading = std::make_unique<Reading>(opened, source, queue);
+    struct stat status {};
+    if (keeper && fstat(opened, &status) == 0) {
+        SourcePlace place;
+        place.path = path;
+        place.device = status.st_dev;
+        place.inode = status.st_ino;
+        keeper->places.recordBegin(place);
+        reading->lines.keepPlaces(place, {});
+    }
+    return reading;
+}
+
+void FollowedFile::resume() {
+    for (SourcePlace& place : keeper->places.placesOf(path)) {
+        if (place.left)
+            continue;
+        auto reading = reopen(place);
+        if (!reading) {
+            SHIPPER_SAY(norq_std::WARN, RESUME,
+                        "a file that was " + path + ", read up to byte " + std::to_string(place.offset) +
+                            ", is gone or has another content");
+            place.left = true;
+            keeper->places.recordPlaces({place});
+            continue;
+        }
+        SHIPPER_SAY(norq_std::INFO, RESUME, "going on with " + path + " at line " + std::to_string(place.line));
+        if (old)
+            leaveOld();
+        if (current)
+            old = std::move(current);
+        current = std::move(reading);
+    }
+}
+
+std::unique_ptr<FollowedFile::Reading> FollowedFile::reopen(const SourcePlace& place) const {
+    std::vector<fs::path> names = filesBeside(path);
+    names.insert(names.begin(), path); // where it is most likely
+    for (const fs::path& name : names) {
+        struct stat status {};
+        if (stat(name.c_str(), &status) != 0 || !place.isFile(status.st_dev, status.st_ino))
+            continue;
+        OpenFile file(name);
+        if (!file.isSound || !file.isFile(place))
+            continue;
+        if (!hasWhatWasRead(file, place))
+            return nullptr;
+        auto reading = std::make_unique<Reading>(file.take(), source, queue);
+        const std::uint64_t remembered = std::min<std::uint64_t>(place.offset, Reading::REMEMBERED_BYTES);
+        reading->offset = static_cast<off_t>(place.offset);
+        reading->last = bytesAt(reading->descriptor, place.offset - remembered, remembered);
+        const std::uint64_t head = std::min<std::uint64_t>(place.offset, LineSplitter::HEAD_BYTES);
+        reading->lines.keepPlaces(place, bytesAt(reading->descriptor, 0, head));
+        return reading;
+    }
+    return nullptr;
+}
+
+FollowedFile::Readings FollowedFile::openBetween(const Reading& before) const {
+    Readings readings;
+    struct stat last {};
+    if (!keeper || fstat(before.descriptor, &last) != 0)
+        return readings;
+
+    // A file that was left is known by its first bytes too, since its inode may have been given to another.
+    const std::vector<SourcePlace> places = keeper->places.placesOf(path);
+    const auto isKnown = [&](const OpenFile& file) {
+        return std::any_of(places.begin(), places.end(), [&](const SourcePlace& place) {
+            return file.isFile(place) && (!place.left || (place.headBytes > 0 && hasHead(file, place)));
+        });
+    };
+    using Candidate = std::tuple<std::pair<std::int64_t, std::int64_t>, fs::path, OpenFile>;
+    std::vector<Candidate> candidates;
+    const auto timeOf = [](const struct stat& status) {
+        return std::pair<std::int64_t, std::int64_t>(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+    };
+    for (const fs::path& name : filesBeside(path)) {
+        if (!isRotatedName(name.filename().string(), fs::path(path).filename().string()))
+            continue;
+        OpenFile file(name);
+        if (file.isSound && timeOf(file.status) >= timeOf(last) && !isKnown(file))
+            candidates.emplace_back(timeOf(file.status), name, std::move(file));
+    }
+    std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
+        return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) < std::get<0>(b) : std::get<1>(a) > std::get<1>(b);
+    });
+    for (auto& [time, name, file] : candidates) {
+        SHIPPER_SAY(norq_std::INFO, OPEN_BETWEEN, name.string() + " was " + path + " meanwhile");
+        readings.push_back(begin(file.take()));
+    }
+    return readings;
+}
+
+} // namespace shipper
