@@ -26,13 +26,19 @@ Agent::Agent(LiveSettings& liveSettings, RunState& runState)
     , current(settings.current())
     , filter(std::make_shared<MatchFilter>(textOf(current.match)))
     , output(std::make_unique<Output>(current.output, Output::Mode::Append, state.stop))
-    , follower(std::make_shared<Follower>(queue, state)) {}
+    , delivery(current.delivery.collectors.empty() ? nullptr : std::make_unique<Delivery>(current.delivery, state))
+    , follower(std::make_shared<Follower>(queue, state, delivery ? &delivery->getPlaces() : nullptr)) {
+    if (delivery)
+        road.emplace(DeliveryRoad{delivery->getQueue(), *filter});
+}
 
 Agent::~Agent() = default;
 
 void Agent::run(norq_std::Waitable* stopRequest) {
     const unsigned count = std::exchange(current.workers, 0);
     setWorkers(count);
+    if (delivery)
+        delivery->start();
     norq_std::Thread reader(follower, u"follower");
     follower->setFiles(current.files);
     reader.start();
@@ -54,6 +60,8 @@ void Agent::run(norq_std::Waitable* stopRequest) {
     state.readersDone.signal();
     for (const auto& worker : workers)
         worker->join(-1);
+    if (delivery)
+        delivery->finish();
 }
 
 /// The output first: what is told of the rest, such as a file that is followed from now on, then holds for it too.
@@ -67,6 +75,8 @@ void Agent::apply(const Settings& next) {
         setWorkers(next.workers);
     if (next.files != current.files)
         follower->setFiles(next.files);
+    if (next.delivery != current.delivery)
+        SHIPPER_SAY(norq_std::WARN, u"shipper::Agent::apply", "settings: [delivery] counts from the next start");
     current = next;
     if (error != 0) {
         SHIPPER_SAY(norq_std::ERROR, u"shipper::Agent::apply",
@@ -81,8 +91,8 @@ void Agent::setWorkers(unsigned count) {
     for (; current.workers < count; ++current.workers) {
         if (state.dismissOne()) // one that was to end may stay
             continue;
-        workers.push_back(
-            std::make_unique<norq_std::Thread>(std::make_shared<Worker>(queue, filter, *output, state), u"worker"));
+        workers.push_back(std::make_unique<norq_std::Thread>(
+            std::make_shared<Worker>(queue, filter, *output, state, road ? &*road : nullptr), u"worker"));
         workers.back()->start();
     }
     for (; current.workers > count; --current.workers)

@@ -1,14 +1,17 @@
 #pragma once
 
+#include "Delivery.h"
 #include "Follower.h"
 #include "MatchFilter.h"
 #include "Output.h"
 #include "RunState.h"
 #include "Settings.h"
+#include "Worker.h"
 
 #include "thread/Thread.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace shipper {
@@ -33,6 +36,8 @@ private:
     Settings current;
     std::shared_ptr<MatchFilter> filter;
     std::unique_ptr<Output> output;
+    std::unique_ptr<Delivery> delivery; ///< null without collectors
+    std::optional<DeliveryRoad> road;   ///< to it
     std::shared_ptr<Follower> follower;
     std::vector<std::unique_ptr<norq_std::Thread>> workers;
 };

@@ -45,8 +45,12 @@ MatchFilter* MatchFilter::newInstance(const Properties& properties) const {
 }
 
 MatchFilter::FilterDecision MatchFilter::decide(const norq_std::LogEvent& event) {
+    return accepts(event.message) ? ACCEPT : DENY;
+}
+
+bool MatchFilter::accepts(const norq_std::WString& event) const {
     const norq_std::AutoLock<norq_std::Lock> guard(lock);
-    return lineOf(event.message).find(needle) == std::u16string_view::npos ? DENY : ACCEPT;
+    return lineOf(event).find(needle) != std::u16string_view::npos;
 }
 
 } // namespace shipper

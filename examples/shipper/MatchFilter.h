@@ -15,6 +15,9 @@ public:
     MatchFilter* newInstance(const Properties& properties) const override;
     FilterDecision decide(const norq_std::LogEvent& event) override;
 
+    /// The same for the text of an event.
+    bool accepts(const norq_std::WString& event) const;
+
     /// From now on; the empty text accepts all.
     void setText(const norq_std::WString& text);
 

@@ -6,7 +6,10 @@
 #include "config/ConfigurationChangeEvent.h"
 
 #include <algorithm>
+#include <charconv>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace shipper {
@@ -21,6 +24,7 @@ namespace {
 
 constexpr const norq_std::WChar* SHIPPER = u"shipper";
 constexpr const norq_std::WChar* FILES = u"files";
+constexpr const norq_std::WChar* DELIVERY = u"delivery";
 
 /// The bytes that stand in the file, which is read as windows-1252, where every byte has a character.
 std::string bytesOf(const WString& text) { return norq_std::EncodingUtils::convertUnicodeToMbcs(text, 0); }
@@ -85,9 +89,25 @@ Settings LiveSettings::current() const {
         settings.workers = parseWorkers(workers);
     if (settings.workers == 0)
         settings.workers = defaultWorkers();
+    if (config)
+        settings.delivery = deliverySettings();
     if (settings.files.contains(settings.output))
         throw std::invalid_argument("the output " + settings.output + " is one of the files to read");
     return settings;
+}
+
+Delivery::Settings LiveSettings::deliverySettings() const {
+    Delivery::Settings delivery;
+    delivery.collectors = wire::parseEndpoints(value(u"collectors", DELIVERY));
+    delivery.folder = value(u"state", DELIVERY);
+    if (delivery.folder.empty())
+        delivery.folder = (std::filesystem::path(options.config).parent_path() / "state").string();
+    if (const std::string retry = value(u"retry", DELIVERY); !retry.empty()) {
+        const auto parsed = std::from_chars(retry.data(), retry.data() + retry.size(), delivery.retryMs);
+        if (parsed.ec != std::errc() || parsed.ptr != retry.data() + retry.size() || delivery.retryMs < 1)
+            throw std::invalid_argument("retry takes a number of milliseconds, not '" + retry + "'");
+    }
+    return delivery;
 }
 
 norq_std::Event& LiveSettings::changed() { return news->changed; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Delivery.h"
 #include "Options.h"
 
 #include "concurrency/Event.h"
@@ -20,6 +21,7 @@ struct Settings {
     std::string match;
     std::string output;
     unsigned workers = 1;
+    Delivery::Settings delivery; ///< nowhere while there are no collectors
 };
 
 /// The settings of `shipper.cfg`, followed live. What the command line says goes before.
@@ -31,6 +33,11 @@ struct Settings {
 ///
 ///     [files]
 ///     any name=/var/log/dpkg.log
+///
+///     [delivery]
+///     collectors=host:4711, other:4711
+///     state=/var/lib/shipper
+///     retry=1000
 class LiveSettings {
 public:
     /// Throws `std::invalid_argument` or a `NorqException` if the file cannot be read or holds what cannot be.
@@ -48,6 +55,7 @@ public:
 private:
     class News;
 
+    Delivery::Settings deliverySettings() const;
     std::string value(const norq_std::WString& key, const norq_std::WString& section) const;
 
     const Options options;

@@ -1,6 +1,8 @@
 #include "Worker.h"
 
 #include "Console.h"
+#include "DeliveryQueue.h"
+#include "MatchFilter.h"
 
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
@@ -11,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <utility>
 
 namespace shipper {
 namespace {
@@ -20,10 +23,11 @@ constexpr const norq_std::WChar* SHIP = u"shipper::Worker::ship";
 } // namespace
 
 Worker::Worker(BatchQueue& batches, const std::shared_ptr<norq_std::ILogEventFilter>& filter, Output& linesOutput,
-               RunState& runState)
+               RunState& runState, const DeliveryRoad* deliveryRoad)
     : queue(batches)
     , output(linesOutput)
     , state(runState)
+    , road(deliveryRoad)
     , lines(std::make_shared<BatchAppender>()) {
     lines->setFilter(filter);
     lines->setLayout(std::make_shared<norq_std::NorqLogLayout>());
@@ -55,6 +59,8 @@ void Worker::run() {
 }
 
 std::shared_ptr<LineBatch> Worker::next() {
+    if (road)
+        return road->queue.take(queue, state.readersDone, batchNumber);
     if (auto batch = queue.poll(-1, state.readersDone))
         return batch;
     return queue.poll(); // the readers are done: what is empty now stays so
@@ -65,7 +71,13 @@ void Worker::ship(LineBatch& batch) {
     const std::uint64_t bytes = batch.text.size();
     const std::optional<norq_std::WString> text = decodePlain(batch.text.c_str(), batch.text.size());
     const std::uint64_t count = text ? shipPlain(batch, *text) : shipLineByLine(batch);
-    output.write(lines->collected());
+    if (!road) {
+        output.write(lines->collected());
+    } else {
+        if (batch.place)
+            forCollector.places.push_back(*batch.place);
+        road->queue.put(batchNumber, std::exchange(forCollector, {}));
+    }
     NORQ_LOG(norq_std::TRACE, SHIP, u"Shipped %llu lines of <%ls>, %llu bytes from line %llu.", count, *batch.source,
              bytes, batch.firstLine);
     // The pieces of a long line are one line, counted with its first.
@@ -107,7 +119,10 @@ std::uint64_t Worker::shipLineByLine(LineBatch& batch) {
 void Worker::log(const LinePosition& position, const DecodedLine& line) {
     static const norq_std::WString function = SHIP, module = u"shipper", none;
     NORQ_LOG(norq_std::DUMP, SHIP, u"Line %llu of <%ls>: %ls", position.line, *position.source, line.text);
-    logger.log(norq_std::INFO, function, events.make(position, line), module, none, threadId, none, 0);
+    if (!road)
+        logger.log(norq_std::INFO, function, events.make(position, line), module, none, threadId, none, 0);
+    else if (const norq_std::WString event = events.make(position, line); road->filter.accepts(event))
+        forCollector.events.push_back(norq_std::UtfUtils::utf16ToUtf8(event));
 }
 
 } // namespace shipper

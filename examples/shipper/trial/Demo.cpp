@@ -1,0 +1,94 @@
+#include "trial/Stage.h"
+#include "trial/Trials.h"
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+namespace trial {
+namespace {
+
+void tell(const std::string& text) {
+    std::printf("%s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+void append(const std::string& file, const std::string& bytes) {
+    std::ofstream(file, std::ios::binary | std::ios::app) << bytes;
+}
+
+/// What the agent has said since, each line with a mark in front.
+void tellNews(const Stage& stage, std::size_t& told) {
+    const std::string heard = stage.heardOfAgent();
+    std::istringstream news(heard.substr(told));
+    for (std::string line; std::getline(news, line);)
+        tell("    " + line);
+    told = heard.size();
+}
+
+} // namespace
+
+int runDemo(const std::string& folder, const std::string& log) {
+    std::ostringstream content;
+    content << std::ifstream(log, std::ios::binary).rdbuf();
+    std::string bytes = content.str();
+    if (bytes.empty())
+        throw std::runtime_error(log + " is empty or not there");
+    if (bytes.back() != '\n')
+        bytes += '\n'; // the agent waits for the end of a line
+    std::size_t middle = bytes.find('\n', bytes.size() / 2) + 1;
+
+    Stage stage(folder, 2);
+    std::size_t told = 0;
+    tell("Two collectors, on " + stage.addressOf(0) + " and " + stage.addressOf(1) + ", and the agent are started.");
+    append(stage.log(), "");
+    stage.startCollector(0);
+    stage.startCollector(1);
+    until("the first collector is there", [&] { return stage.isCollectorRunning(0); });
+    stage.startAgent();
+    append(stage.log(), bytes.substr(0, middle));
+    until("the first half arrives", [&] { return stage.countStored() > 0; });
+    const std::size_t first = stage.stored(0).size() >= stage.stored(1).size() ? 0 : 1;
+    tellNews(stage, told);
+
+    tell("The log is being written; the collector on " + stage.addressOf(first) + " is killed in the middle.");
+    stage.killCollector(first);
+    append(stage.log(), bytes.substr(middle));
+    until("the other collector stores something", [&] { return !stage.stored(1 - first).empty(); });
+    tellNews(stage, told);
+
+    tell("It is started again, and learns what counts of what it holds.");
+    stage.startCollector(first);
+    std::size_t lines = 0;
+    for (const char byte : bytes)
+        lines += byte == '\n';
+    until("every line arrives", [&] { return stage.countStored() >= lines; });
+
+    tell("All are stopped politely.");
+    if (stage.stopAgent() != 0 || stage.stopCollector(0) != 0 || stage.stopCollector(1) != 0)
+        throw std::runtime_error("one of them did not end as it should");
+    tellNews(stage, told);
+
+    std::map<std::uint64_t, std::string> arrived;
+    std::size_t pieces = 0;
+    for (std::size_t i = 0; i < stage.collectorCount(); ++i) {
+        const std::vector<Arrived> stored = stage.stored(i);
+        tell("The collector on " + stage.addressOf(i) + " has stored " + std::to_string(stored.size()) + " events.");
+        pieces += stored.size();
+        for (const Arrived& line : stored)
+            arrived[line.line] += line.bytes;
+    }
+    std::string together;
+    for (const auto& [number, line] : arrived)
+        together += line + "\n";
+    const bool same = together == bytes && pieces == lines;
+    tell(same ? "What arrived is what was sent, byte for byte: " + std::to_string(lines) + " lines, " +
+                    std::to_string(bytes.size()) + " bytes."
+              : "What arrived is NOT what was sent: " + std::to_string(pieces) + " of " + std::to_string(lines) +
+                    " lines, " + std::to_string(together.size()) + " of " + std::to_string(bytes.size()) + " bytes.");
+    return same ? 0 : 1;
+}
+
+} // namespace trial
