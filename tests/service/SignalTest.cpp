@@ -86,6 +86,8 @@ public:
 
     std::string status() {
         int result = 0;
+        if (testing::Test::HasFailure()) // it may never end
+            send(SIGKILL);
         EXPECT_EQ(waitpid(child, &result, 0), child);
         child = -1;
         return WIFSIGNALED(result) ? "signal " + std::to_string(WTERMSIG(result))
