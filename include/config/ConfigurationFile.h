@@ -57,7 +57,7 @@ public:
 private:
     /// Replaces the sections by copies.
     void copy(const Configuration& other);
-    void writeInPlace(const ByteArray& bytes) NORQ_REQUIRES(lock);
+    void writeInPlace(const WString& target, const ByteArray& bytes) NORQ_REQUIRES(lock);
 
     std::shared_ptr<ConfigurationSerializer> serializer NORQ_GUARDED_BY(lock);
     LockedFile lockedFile NORQ_GUARDED_BY(lock); // open only during a load or save

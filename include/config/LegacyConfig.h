@@ -20,8 +20,10 @@ namespace NorqStd {
 ///
 /// Nothing throws. What changes a file writes a new one beside it, named "cfg" with six random characters, which then
 /// takes its place; it returns 1, or 0 with the file unchanged if the new one cannot be made or written, or if the old
-/// one is there and cannot be read. All lines come back without trailing white space. Two changes of one file at once
-/// can lose one of them. Failures are lines of debug log.
+/// one is there and cannot be read. Taking the place is `CopyOver`, whose result is not looked at: a file that nobody
+/// may write stays as it is, and one that cannot be replaced by a rename (a mount point) is written over in place. All
+/// lines come back without trailing white space. Two changes of one file at once can lose one of them. Failures are
+/// lines of debug log.
 ///
 /// The default path and the list stream belong to the process: one thread at a time.
 

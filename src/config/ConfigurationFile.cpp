@@ -6,14 +6,18 @@
 #include "config/IniConfigurationSerializer.h"
 #include "exception/NorqException.h"
 #include "platform/Error.h"
+#include "platform/FileHandle.h"
 #include "platform/FileReplacement.h"
 #include "stream/ByteArray.h"
 
+#include <string>
+#include <string_view>
 #include <typeinfo>
 
 namespace norq_std {
 
-using norq_std_internal::platform::Replacement;
+namespace platform = norq_std_internal::platform;
+using platform::Replacement;
 
 namespace {
 
@@ -28,6 +32,19 @@ public:
 private:
     LockedFile& file;
 };
+
+bool isDone(Replacement replacement) {
+    if (replacement == Replacement::Failed)
+        throw NorqIOException(u"Write file failed.", platform::lastError());
+    return replacement == Replacement::Done;
+}
+
+/// Makes the text the file's content; where that fails, the file may hold parts of it.
+bool overwrite(platform::FileHandle& file, std::string_view text) {
+    if (!file.isOpen() || (file.isRegular() && !file.seekTo(0)) || file.write(text.data(), text.size()) != text.size())
+        return false;
+    return !file.isRegular() || (file.setSize(text.size()) && file.flush());
+}
 
 } // namespace
 
@@ -124,36 +141,37 @@ void ConfigurationFile::save() {
                               parent.getAbsolutePath());
 
     const std::shared_ptr<ByteArray> bytes = serializer->serialize(*this);
+    const WString target = path.getCanonicalPath();
+    const auto size = static_cast<std::size_t>(bytes->getLength());
+    if (isDone(platform::createFile(target, bytes->getArray().get(), size)))
+        return;
     // Open for appending, the file is locked and created as for writing, and keeps its content.
     const CloseAtEnd closing(lockedFile);
     lockedFile.open(path, LockedFile::Append, nullptr);
-    switch (norq_std_internal::platform::replaceFile(path.getCanonicalPath(), bytes->getArray().get(),
-                                                     static_cast<std::size_t>(bytes->getLength()))) {
-    case Replacement::Done:
-        return;
-    case Replacement::Failed:
-        throw NorqIOException(u"Write file failed.", norq_std_internal::platform::lastError());
-    case Replacement::NotPossible:
-        writeInPlace(*bytes);
-    }
+    if (!isDone(platform::replaceFile(target, bytes->getArray().get(), size)))
+        writeInPlace(target, *bytes);
 }
 
-void ConfigurationFile::writeInPlace(const ByteArray& bytes) {
-    lockedFile.open(path, LockedFile::Read, nullptr);
-    const std::shared_ptr<ByteArray> old = lockedFile.read();
-    lockedFile.open(path, LockedFile::Overwrite, nullptr);
-    try {
-        lockedFile.write(bytes);
-        lockedFile.flush();
-    } catch (const NorqException&) {
-        try {
-            lockedFile.open(path, LockedFile::Overwrite, nullptr);
-            lockedFile.write(*old);
-        } catch (const NorqException& lost) {
-            lost.logDebug(u"norq_std::ConfigurationFile::save");
-        }
-        throw;
-    }
+/// Under the lock of `lockedFile`, which stays held all the time, through handles of its own.
+void ConfigurationFile::writeInPlace(const WString& target, const ByteArray& bytes) {
+    platform::FileHandle reading = platform::openFile(target, platform::OpenMode::Read);
+    std::uint64_t oldSize = 0;
+    if (!reading.isOpen() || !reading.size(oldSize))
+        throw NorqIOException(u"Read file failed.", platform::lastError());
+    std::string old(static_cast<std::size_t>(oldSize), '\0');
+    const std::int64_t count = reading.read(old.data(), old.size());
+    if (count < 0)
+        throw NorqIOException(u"Read file failed.", platform::lastError());
+    old.resize(static_cast<std::size_t>(count));
+    platform::FileHandle writing = platform::openFile(target, platform::OpenMode::Write);
+    if (overwrite(writing,
+                  {reinterpret_cast<const char*>(bytes.getArray().get()), static_cast<std::size_t>(bytes.getLength())}))
+        return;
+    const std::int32_t error = platform::lastError();
+    if (!overwrite(writing, old))
+        NORQ_LOG(DEBUG, u"norq_std::ConfigurationFile::save", u"Unable to put the old content back: %ls",
+                 ErrorUtils::getLastErrorDescription());
+    throw NorqIOException(u"Write file failed.", error);
 }
 
 void ConfigurationFile::copy(const Configuration& other) {

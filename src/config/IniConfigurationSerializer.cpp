@@ -56,11 +56,15 @@ IniConfigurationSerializer::~IniConfigurationSerializer() = default;
 
 std::shared_ptr<ByteArray> IniConfigurationSerializer::serialize(const Configuration& configuration) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::IniConfigurationSerializer::serialize");
-    if (getLineSeparator().empty())
-        setLineSeparator(File::lineSeparator);
+    // Once for the whole text: a thread that reads with this serializer may change it meanwhile.
+    WString separator = getLineSeparator();
+    if (separator.empty()) {
+        separator = File::lineSeparator;
+        setLineSeparator(separator);
+    }
     WideTextStream stream;
     stream.reserve(configuration.estimateSize());
-    SerializationVisitor visitor(stream, getLineSeparator());
+    SerializationVisitor visitor(stream, separator);
     configuration.visit(visitor);
     return norq_std_internal::encodeFile(stream.take(), getCharset());
 }

@@ -81,7 +81,7 @@ void NorqConfig::updateListenerPath() {
         FileWatcher::addListener(relay, file);
     } catch (const NorqException& failure) {
         NORQ_LOG(DEBUG, u"norq_std::NorqConfig::updateListenerPath", u"Unable to start monitoring for <%ls>: <%ls>.",
-                 file.getCanonicalPath(), failure.getMessage());
+                 file.getPath(), failure.getMessage());
     }
 }
 

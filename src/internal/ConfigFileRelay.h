@@ -17,9 +17,8 @@ public:
 
     void onFileDeleted(const norq_std::File& file) override { pass(&IFileListener::onFileDeleted, file); }
     void onFileCreated(const norq_std::File& file) override { pass(&IFileListener::onFileCreated, file); }
-    void onFileAttributeChange(const norq_std::File& file) override {
-        pass(&IFileListener::onFileAttributeChange, file);
-    }
+    /// Of a file that was replaced by one with other permissions this is all that is told.
+    void onFileAttributeChange(const norq_std::File& file) override { pass(&IFileListener::onFileContentChange, file); }
     void onFileContentChange(const norq_std::File& file) override { pass(&IFileListener::onFileContentChange, file); }
 
     /// From the return on, the listener is not called any more. Waits for a call that another thread is making.

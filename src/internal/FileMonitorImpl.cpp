@@ -124,6 +124,7 @@ void FileMonitorImpl::startMonitoring() {
         start();
     } catch (...) {
         state->monitoring = false;
+        state->stopEvent->set(); // for the thread of before, which may still be with a listener
         state->watchdog.StopWatching();
         throw;
     }

@@ -19,4 +19,7 @@ enum class Replacement : std::uint8_t {
 /// before the step, a hidden file of the name with a random ending.
 Replacement replaceFile(std::u16string_view path, const void* content, std::size_t size);
 
+/// Makes a file that does not exist, in the same way; `NotPossible` if there is anything.
+Replacement createFile(std::u16string_view path, const void* content, std::size_t size);
+
 } // namespace norq_std_internal::platform

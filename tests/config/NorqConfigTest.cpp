@@ -68,9 +68,10 @@ protected:
     }
 
     fs::path path() { return folder() / "a.cfg"; }
-    /// In one step: what writes in place without a lock is seen while it is empty.
+    /// In one step: what writes in place without a lock is seen while it is empty. The new file has other permissions.
     void replace(const std::string& content) {
         write(folder() / "new", content);
+        fs::permissions(folder() / "new", fs::perms::others_read, fs::perm_options::remove);
         fs::rename(folder() / "new", path());
     }
     /// A configuration that was loaded from this content and is followed by `events`.
@@ -246,7 +247,7 @@ TEST_F(NorqConfigTest, IsNotCalledAfterItsEnd) {
     relay.onFileAttributeChange(file);
     relay.onFileContentChange(file);
     listener.add("end");
-    EXPECT_EQ(Texts{"attributes a.cfg"}, listener.until("end"));
+    EXPECT_EQ(Texts{"content a.cfg"}, listener.until("end"));
 }
 
 } // namespace

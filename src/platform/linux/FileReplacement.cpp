@@ -20,12 +20,12 @@ namespace {
 /// The new file while nobody knows it, gone with this object unless it was put in place.
 class NewFile {
 public:
-    explicit NewFile(const std::string& targetPath)
+    explicit NewFile(const std::string& targetPath, mode_t permissions)
         : target(targetPath) {
         const std::size_t name = target.rfind('/') + 1;
         const std::string directory = name == 0 ? "./" : target.substr(0, name);
         stem.append(directory).append(".").append(target, name);
-        fd = open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+        fd = open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, permissions);
         if (fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT)) {
             named = stem + ".XXXXXX";
             fd = mkostemp(named.data(), O_CLOEXEC);
@@ -43,6 +43,7 @@ public:
     NewFile& operator=(const NewFile&) = delete;
 
     bool isOpen() const { return fd >= 0; }
+    bool isUnnamed() const { return isOpen() && named.empty(); }
 
     bool takeOver(const struct stat& old) {
         struct stat own {};
@@ -74,14 +75,20 @@ public:
         return true;
     }
 
+    bool putWhereNothingIs() const { return linkAs(target); }
+
 private:
+    bool linkAs(const std::string& path) const {
+        const std::string self = "/proc/self/fd/" + std::to_string(fd);
+        return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
+
     bool giveName() {
         static std::atomic<unsigned> counter{0};
-        const std::string self = "/proc/self/fd/" + std::to_string(fd);
         for (int attempt = 0; attempt < 100; ++attempt) {
             std::string name = stem;
             name.append(".").append(std::to_string(getpid())).append(".").append(std::to_string(counter++));
-            if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+            if (linkAs(name)) {
                 named = std::move(name);
                 return true;
             }
@@ -107,7 +114,7 @@ Replacement replaceFile(std::u16string_view path, const void* content, std::size
     if (native.empty() || lstat(native.c_str(), &old) != 0 || !S_ISREG(old.st_mode) || old.st_nlink != 1 ||
         hasAccessList(native.c_str()))
         return Replacement::NotPossible;
-    NewFile file(native);
+    NewFile file(native, 0600);
     if (!file.isOpen() || !file.takeOver(old))
         return Replacement::NotPossible;
     if (!file.write(content, size)) {
@@ -115,6 +122,21 @@ Replacement replaceFile(std::u16string_view path, const void* content, std::size
         return Replacement::Failed;
     }
     return file.putInPlace() ? Replacement::Done : Replacement::NotPossible;
+}
+
+Replacement createFile(std::u16string_view path, const void* content, std::size_t size) {
+    const std::string native = nativePath(path);
+    struct stat there {};
+    if (native.empty() || lstat(native.c_str(), &there) == 0)
+        return Replacement::NotPossible;
+    NewFile file(native, 0666); // less the process's mask
+    if (!file.isUnnamed())      // a named one would not have these permissions
+        return Replacement::NotPossible;
+    if (!file.write(content, size)) {
+        setLastErrorFromNative();
+        return Replacement::Failed;
+    }
+    return file.putWhereNothingIs() ? Replacement::Done : Replacement::NotPossible;
 }
 
 } // namespace norq_std_internal::platform

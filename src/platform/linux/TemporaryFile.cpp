@@ -44,11 +44,11 @@ std::FILE* createTemporaryFile(std::u16string& path, std::u16string_view model) 
     const int fd = createUnderRandomName(path);
     if (fd < 0)
         return nullptr;
-    // Permissions that cannot be taken over leave a file that its owner can use.
+    // Permissions that cannot be taken over leave a file that its owner can use. The owner can be only by root.
     struct stat old {};
     const std::string native = nativePath(model);
     if (!native.empty() && stat(native.c_str(), &old) == 0 && fchmod(fd, old.st_mode & 0777) == 0 &&
-        fchown(fd, static_cast<uid_t>(-1), old.st_gid) != 0)
+        fchown(fd, old.st_uid, old.st_gid) != 0 && fchown(fd, static_cast<uid_t>(-1), old.st_gid) != 0)
         static_cast<void>(fchmod(fd, old.st_mode & 0707)); // not for another group
     std::FILE* const stream = fdopen(fd, "w");
     if (stream == nullptr) {
