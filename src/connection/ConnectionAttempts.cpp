@@ -46,7 +46,7 @@ void ConnectionManager::throwIfIsInRecovery() const {
         return;
     const NorqConnectException failure(name + u". Automatic recovery to service is in progress.");
     failure.logDebug(u"norq_std::ConnectionManager::throwIfIsInRecovery");
-    throw failure;
+    throw NorqConnectException(failure);
 }
 
 void ConnectionManager::initialConnectAttempt() {
@@ -113,7 +113,7 @@ void ConnectionManager::throwEndOfList(int index, const NorqObjectNotFoundExcept
     }
     const NorqConnectException failure(name + u". Unable to connect to any service.", notFound);
     failure.logDebug(u"norq_std::ConnectionManager::attemptToConnectToAllHosts");
-    throw failure;
+    throw NorqConnectException(failure);
 }
 
 void ConnectionManager::dropConnection() {

@@ -323,6 +323,7 @@ void ConnectionManager::shutdown() {
     }
     if (!ending.empty() && !ManagerThread::isCurrentOf(*this)) {
         std::vector<Waitable*> waitables;
+        waitables.reserve(ending.size());
         for (const auto& thread : ending)
             waitables.push_back(thread.get());
         Concurrency::waitForMultipleObjects(waitables, WAIT_ALL, -1);

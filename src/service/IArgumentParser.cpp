@@ -16,6 +16,7 @@ void IArgumentParser::parseArguments(int argc, const char* const* argv) {
     for (int i = 0; i < argc && argv[i] != nullptr; ++i)
         texts.push_back(norq_std_internal::platform::toWide(argv[i]));
     std::vector<const WChar*> wide;
+    wide.reserve(texts.size() + 1);
     for (const WString& text : texts)
         wide.push_back(text.c_str());
     wide.push_back(nullptr);

@@ -82,6 +82,7 @@ public:
         if (error != 0)
             return error;
         std::vector<char*> pointers;
+        pointers.reserve(words.size() + 1);
         for (const std::string& word : words)
             pointers.push_back(const_cast<char*>(word.c_str()));
         pointers.push_back(nullptr);
