@@ -131,7 +131,8 @@ double divide(std::uint64_t dividend, std::uint64_t divisor) {
     std::uint64_t quotient = static_cast<std::uint64_t>(scaled / unit); // of 63 or 64 bits
     if (static_cast<Wide>(quotient) * unit != scaled)
         quotient |= 1; // so that the conversion, which drops ten bits at least, takes no remainder for a tie
-    return std::ldexp(static_cast<double>(quotient), divisorShift - dividendShift - 63);
+    const int exponent = divisorShift - dividendShift - 63; // from -126 to 0
+    return static_cast<double>(quotient) * std::bit_cast<double>(static_cast<std::uint64_t>(1023 + exponent) << 52);
 }
 
 } // namespace
