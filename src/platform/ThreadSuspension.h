@@ -57,15 +57,16 @@ private:
 /// end for a while, the thread goes on for a moment and is stopped again.
 class NORQSTD_EXPORT SuspensionRelief {
 public:
-    /// A null target is none. The probe holds for where the thread stands at the end.
-    SuspensionRelief(const std::shared_ptr<SuspendTarget>& stopped, const std::function<void()>& probe);
+    /// A null target is none; one within another on the same thread does nothing. The probe holds for where the thread
+    /// stands at the end.
+    SuspensionRelief(const std::shared_ptr<SuspendTarget>& stopped, std::function<void()> probe);
     ~SuspensionRelief();
     SuspensionRelief(const SuspensionRelief&) = delete;
     SuspensionRelief& operator=(const SuspensionRelief&) = delete;
 
 private:
     const std::shared_ptr<SuspendTarget> target;
-    const std::function<void()>& probe;
+    const std::function<void()> probe;
     bool watching = false;
 };
 

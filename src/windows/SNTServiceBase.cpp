@@ -328,8 +328,7 @@ void SNTServiceBase::SignalStop() {
 
 void SNTServiceBase::Handler(std::uint32_t control) {
     if (SNTServiceBase* const self = _instance) {
-        const std::function<void()> probe = &probeLog;
-        const platform::SuspensionRelief relief(self->GetWorker(), probe);
+        const platform::SuspensionRelief relief(self->GetWorker(), &probeLog);
         self->HandleControl(control);
     }
 }
@@ -358,6 +357,7 @@ void SNTServiceBase::HandleControl(std::uint32_t control) {
         if (control < 128 || OnUserControl(control) == 0)
             NTServiceLogger::getInstance().SL2001(function);
     }
+    const platform::SuspensionRelief relief(GetWorker(), &probeLog); // of one that was stopped just now
     NORQ_LOG(norq_std::TRACE, u"SNTServiceBase::Handler", u"End with Updated status (%lu, %lu)", numberOf(statusHandle),
              std::uint32_t{currentState});
 }
@@ -377,8 +377,10 @@ void SNTServiceBase::HandlePause() {
     SetStatus(norq_std::SERVICE_PAUSE_PENDING);
     running = 0;
     OnPause();
-    if (const Worker worker = GetWorker())
+    const Worker worker = GetWorker();
+    if (worker)
         worker->suspend(&probeLog);
+    const platform::SuspensionRelief relief(worker, &probeLog);
     SetStatus(norq_std::SERVICE_PAUSED);
     NTServiceLogger::getInstance().SL4028(u"SNTServiceBase::Handler");
 }

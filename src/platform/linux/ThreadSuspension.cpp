@@ -25,6 +25,7 @@
 #include <ctime>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include <linux/futex.h>
 #include <pthread.h>
@@ -41,11 +42,12 @@ namespace {
 using Word = std::atomic<std::uint32_t>;
 
 constexpr std::uint32_t Running = 0;
-constexpr std::uint32_t Requested = 1; ///< to stop where that is harmless
-constexpr std::uint32_t Forced = 2;    ///< to stop anywhere
-constexpr std::uint32_t Elsewhere = 3; ///< answer: not harmless here
-constexpr std::uint32_t Deferred = 4;  ///< answer: at the end of the shield
+constexpr std::uint32_t Requested = 1;  ///< to stop where that is harmless
+constexpr std::uint32_t Unshielded = 2; ///< to stop wherever there is no shield
+constexpr std::uint32_t Elsewhere = 3;  ///< answer: not harmless here
+constexpr std::uint32_t Deferred = 4;   ///< answer: at the end of the shield
 constexpr std::uint32_t Suspended = 5;
+constexpr std::uint32_t Anywhere = 6; ///< request to stop at once
 
 constexpr long Nanosecond = 1;
 constexpr long Microsecond = 1000 * Nanosecond;
@@ -142,7 +144,7 @@ struct SuspendTarget::State {
 
     // Of others.
     bool stop();
-    bool look(bool force);
+    bool look(std::uint32_t request);
     void letGo();
     void startHelper();
     void help();
@@ -153,6 +155,7 @@ struct SuspendTarget::State {
 
     std::recursive_mutex mutex;
     bool attached = false; // guarded by the mutex
+    bool watched = false;  // guarded by the mutex
     pid_t thread = 0;      // guarded by the mutex
     void* probeBlock = nullptr;
     std::size_t probeSize = ProbeBytes;
@@ -222,20 +225,22 @@ SuspensionShield::~SuspensionShield() {
 
 void SuspendTarget::State::onSignal(const ucontext_t& context) {
     const std::uint32_t request = word.load();
-    if (request != Requested && request != Forced)
+    if (request != Requested && request != Unshielded && request != Anywhere)
         return;
-    if (request == Requested) {
-        const greg_t* const registers = context.uc_mcontext.gregs;
-        place = {static_cast<std::uintptr_t>(registers[REG_RIP]), static_cast<std::uintptr_t>(registers[REG_RSP])};
-        const bool shielded = self.shields.load(std::memory_order_relaxed) > 0;
-        if (shielded || moduleOf(place.instruction) != ownModule) {
-            std::uint32_t expected = request;
-            word.compare_exchange_strong(expected, shielded ? Deferred : Elsewhere);
-            wake(word);
-            return;
-        }
+    const greg_t* const registers = context.uc_mcontext.gregs;
+    place = {static_cast<std::uintptr_t>(registers[REG_RIP]), static_cast<std::uintptr_t>(registers[REG_RSP])};
+    std::uint32_t answer = Suspended;
+    if (request != Anywhere && self.shields.load(std::memory_order_relaxed) > 0)
+        answer = Deferred;
+    else if (request == Requested && moduleOf(place.instruction) != ownModule)
+        answer = Elsewhere;
+    if (answer == Suspended) {
+        stand(request);
+    } else {
+        std::uint32_t expected = request;
+        word.compare_exchange_strong(expected, answer);
+        wake(word);
     }
-    stand(request);
 }
 
 /// Waits until the thread may go on.
@@ -272,8 +277,7 @@ void SuspendTarget::detach() noexcept {
 // ---- of whoever stops it
 
 /// One signal and its answer. False if there is none.
-bool SuspendTarget::State::look(bool force) {
-    const std::uint32_t request = force ? Forced : Requested;
+bool SuspendTarget::State::look(std::uint32_t request) {
     std::uint32_t before = word.load();
     do
         if (before == Suspended)
@@ -288,17 +292,20 @@ bool SuspendTarget::State::look(bool force) {
 bool SuspendTarget::State::stop() {
     Place last;
     int same = 0;
-    bool force = false;
+    std::uint32_t request = Requested;
     for (int looks = 0;; ++looks) {
-        if (!look(force))
+        if (!look(request))
             return false;
         const bool deferredTooLong = word.load() == Deferred && !awaitChange(word, Deferred, DeferralLimit);
         if (word.load() == Suspended)
             return true;
         same = place == last ? same + 1 : 1;
         last = place;
-        force = deferredTooLong || same >= SamePlaces || looks > Looks;
-        if (!force)
+        if (deferredTooLong)
+            request = Anywhere;
+        else if (same >= SamePlaces || looks > Looks)
+            request = Unshielded;
+        if (request == Requested)
             sleepFor(looks < QuickLooks ? QuickPause : Millisecond);
     }
 }
@@ -374,7 +381,7 @@ bool SuspendTarget::suspend(const std::function<void()>& probe) {
     const std::lock_guard guard(state->mutex);
     if (!state->attached)
         return false;
-    if (isSuspended())
+    if (state->shallStand)
         return true;
     state->startHelper();
     state->shallStand = true;
@@ -404,13 +411,14 @@ void SuspendTarget::resume() noexcept {
 
 bool SuspendTarget::isSuspended() const noexcept { return state->word.load() == Suspended; }
 
-SuspensionRelief::SuspensionRelief(const std::shared_ptr<SuspendTarget>& stopped, const std::function<void()>& settled)
+SuspensionRelief::SuspensionRelief(const std::shared_ptr<SuspendTarget>& stopped, std::function<void()> settled)
     : target(stopped)
-    , probe(settled) {
+    , probe(std::move(settled)) {
     if (target == nullptr)
         return;
     target->state->mutex.lock();
-    watching = target->isSuspended();
+    watching = !target->state->watched && target->state->shallStand;
+    target->state->watched |= watching;
     if (watching)
         target->state->beginWatch(WorkLimit);
     else
@@ -420,10 +428,12 @@ SuspensionRelief::SuspensionRelief(const std::shared_ptr<SuspendTarget>& stopped
 SuspensionRelief::~SuspensionRelief() {
     if (!watching)
         return;
-    if (target->state->endWatch() && target->isSuspended()) {
+    const bool disturbed = target->state->endWatch();
+    if (disturbed && target->state->shallStand) {
         target->state->letGo();
         target->stopAndProbe(probe);
     }
+    target->state->watched = false;
     target->state->mutex.unlock();
 }
 
