@@ -6,8 +6,10 @@
 #include "service/AbstractService.h"
 #include "windows/SNTServiceBase.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string_view>
 
 namespace {
@@ -85,7 +87,10 @@ public:
         say("OnInit");
         return is("refused") ? 0 : 1;
     }
-    void OnStop() override { say("OnStop"); }
+    void OnStop() override {
+        ending = true;
+        say("OnStop");
+    }
     void OnPause() override { say("OnPause"); }
     void OnContinue() override { say("OnContinue"); }
     void OnInterrogate() override { say("OnInterrogate"); }
@@ -94,13 +99,16 @@ public:
 
     int work() {
         say("works");
-        while (running != 0) {
-        }
+        std::mutex pace; // the thread sanitizer delivers signals in calls like these alone
+        while (!ending)  // and not for `running`, which a pause takes back too
+            pace.lock(), pace.unlock();
         return 0;
     }
 
 private:
     static std::uint32_t work(void*) { return static_cast<std::uint32_t>(active().work()); }
+    std::atomic<bool> ending{false};
+
     static LegacySample& active() { return *static_cast<LegacySample*>(_instance.load()); }
 };
 
