@@ -1,5 +1,6 @@
 #include "Agent.h"
 
+#include "AgentPart.h"
 #include "Console.h"
 #include "LineDecoder.h"
 #include "Worker.h"
@@ -30,18 +31,13 @@ Agent::Agent(LiveSettings& liveSettings, RunState& runState)
     , follower(std::make_shared<Follower>(queue, state, delivery ? &delivery->getPlaces() : nullptr)) {
     if (delivery)
         road.emplace(DeliveryRoad{delivery->getQueue(), *filter});
+    registerParts();
 }
 
 Agent::~Agent() = default;
 
 void Agent::run(norq_std::Waitable* stopRequest) {
-    const unsigned count = std::exchange(current.workers, 0);
-    setWorkers(count);
-    if (delivery)
-        delivery->start();
-    norq_std::Thread reader(follower, u"follower");
-    follower->setFiles(current.files);
-    reader.start();
+    parts.startAll();
     std::vector<norq_std::Waitable*> events{&state.stop, &settings.changed()};
     if (stopRequest)
         events.push_back(stopRequest);
@@ -56,12 +52,33 @@ void Agent::run(norq_std::Waitable* stopRequest) {
         }
     }
     state.stop.signal();
-    reader.join(-1);
+    parts.stopAll();
+}
+
+/// In the order in which the lines pass them, so that each is stopped when nothing more can come to it.
+void Agent::registerParts() {
+    const auto add = [this](const norq_std::WChar* name, AgentPart::Step start, AgentPart::Step stop) {
+        parts.registerComponent(std::make_shared<AgentPart>(name, std::move(start), std::move(stop)));
+    };
+    add(
+        u"reader", [this] { startReader(); }, [this] { reader->join(-1); });
+    add(
+        u"workers", [this] { setWorkers(std::exchange(current.workers, 0)); }, [this] { joinWorkers(); });
+    if (delivery)
+        add(
+            u"delivery", [this] { delivery->start(); }, [this] { delivery->finish(); });
+}
+
+void Agent::startReader() {
+    follower->setFiles(current.files);
+    reader = std::make_unique<norq_std::Thread>(follower, u"follower");
+    reader->start();
+}
+
+void Agent::joinWorkers() {
     state.readersDone.signal();
     for (const auto& worker : workers)
         worker->join(-1);
-    if (delivery)
-        delivery->finish();
 }
 
 /// The output first: what is told of the rest, such as a file that is followed from now on, then holds for it too.

@@ -8,6 +8,7 @@
 #include "Settings.h"
 #include "Worker.h"
 
+#include "service/ServiceComponentManager.h"
 #include "thread/Thread.h"
 
 #include <memory>
@@ -27,6 +28,9 @@ public:
     const Output& getOutput() const { return *output; }
 
 private:
+    void registerParts();
+    void startReader();
+    void joinWorkers();
     void apply(const Settings& next);
     void setWorkers(unsigned count);
 
@@ -39,7 +43,9 @@ private:
     std::unique_ptr<Delivery> delivery; ///< null without collectors
     std::optional<DeliveryRoad> road;   ///< to it
     std::shared_ptr<Follower> follower;
+    std::unique_ptr<norq_std::Thread> reader;
     std::vector<std::unique_ptr<norq_std::Thread>> workers;
+    norq_std::ServiceComponentManager parts;
 };
 
 } // namespace shipper
