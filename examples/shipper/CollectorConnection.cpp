@@ -73,6 +73,7 @@ void CollectorConnection::establishConnection() {
         throw norq_std::NorqConnectException(norq_std::UtfUtils::utf8ToUtf16(failure.what()));
     }
     setSession(next);
+    lost.signal(); // whoever waits for the end of this state need not wait for the listeners
 }
 
 void CollectorConnection::disconnectConnection() { setSession(nullptr); }

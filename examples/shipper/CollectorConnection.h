@@ -19,8 +19,8 @@ namespace shipper {
 /// greeted and knows what counts.
 class CollectorConnection : public norq_std::IConnectionImplementer, public norq_std::ISendHeartBeat {
 public:
-    /// `lost` is signalled when the connection breaks off. `contact` is held while anything is said to a collector
-    /// about batches.
+    /// `lost` is signalled when the connection breaks off, and when there is a new one. `contact` is held while
+    /// anything is said to a collector about batches.
     CollectorConnection(std::vector<wire::Endpoint> collectors, DeliveryState& state, norq_std::Event& lost,
                         norq_std::Lock& contact);
     ~CollectorConnection() override;

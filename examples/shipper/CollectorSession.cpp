@@ -9,6 +9,7 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/connect.hpp>
+#include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 
@@ -60,24 +61,32 @@ void CollectorSession::open(std::int32_t timeoutMs) {
 }
 
 void CollectorSession::resolve() {
-    resolver.async_resolve(
-        endpoint.host, endpoint.port,
-        [self = shared_from_this()](const Error& error, const tcp::resolver::results_type& addresses) {
-            if (error) {
-                self->fail(error.message());
-                return;
-            }
-            asio::async_connect(self->socket, addresses, [self](const Error& failure, const tcp::endpoint&) {
-                if (failure || self->lostFlag) {
-                    self->fail(failure.message());
-                    return;
-                }
-                Error ignored;
-                self->socket.set_option(tcp::no_delay(true), ignored);
-                self->startReading();
-                self->answered.signal();
-            });
-        });
+    Error notNumeric;
+    const auto address = asio::ip::make_address(endpoint.host, notNumeric);
+    if (!notNumeric) { // without the detour over the resolver's thread
+        connect({tcp::endpoint(address, static_cast<std::uint16_t>(std::stoul(endpoint.port)))});
+        return;
+    }
+    resolver.async_resolve(endpoint.host, endpoint.port,
+                           [self = shared_from_this()](const Error& error, const tcp::resolver::results_type& found) {
+                               if (error)
+                                   self->fail(error.message());
+                               else
+                                   self->connect({found.begin(), found.end()});
+                           });
+}
+
+void CollectorSession::connect(const std::vector<tcp::endpoint>& addresses) {
+    asio::async_connect(socket, addresses, [self = shared_from_this()](const Error& error, const tcp::endpoint&) {
+        if (error || self->lostFlag) {
+            self->fail(error.message());
+            return;
+        }
+        Error ignored;
+        self->socket.set_option(tcp::no_delay(true), ignored);
+        self->startReading();
+        self->answered.signal();
+    });
 }
 
 void CollectorSession::startReading() {

@@ -16,6 +16,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace shipper {
 
@@ -45,6 +46,7 @@ private:
     using Error = boost::system::error_code;
 
     void resolve();
+    void connect(const std::vector<boost::asio::ip::tcp::endpoint>& addresses);
     void startReading();
     void received(const Error& error, std::size_t count);
     void fail(const std::string& reason);
@@ -65,7 +67,6 @@ private:
     std::atomic<bool> lostFlag{false};
     norq_std::Event answered{true, false}; ///< or connected, or lost
     norq_std::Lock lock;                   ///< guards what follows
-    bool connected = false;
     std::string reason;
     std::deque<wire::Message> answers;
 };
