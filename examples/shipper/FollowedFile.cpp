@@ -94,6 +94,9 @@ void FollowedFile::openNew() {
     struct stat status {};
     const int error = opened < 0 ? errno : fstat(opened, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
     if (error == 0) {
+        if (old)
+            for (auto& reading : openBetween(*old, opened))
+                makeOld(std::move(reading));
         current = begin(opened);
         SHIPPER_SAY(norq_std::INFO, OPEN_NEW, "following " + path);
     } else {
@@ -116,20 +119,22 @@ void FollowedFile::leaveOld() {
     old.reset();
 }
 
+void FollowedFile::makeOld(std::unique_ptr<Reading> reading) {
+    if (old) // rotated twice; its writer had a whole file's time to leave it
+        leaveOld();
+    if (isStopping())
+        return;
+    drain(*reading);
+    old = std::move(reading);
+}
+
 void FollowedFile::update() {
     if (current && !current->isAt(path)) {
         SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was rotated");
-        Readings passed = openBetween(*current);
-        passed.insert(passed.begin(), std::move(current));
-        for (auto& reading : passed) {
-            if (old) // rotated twice; its writer had a whole file's time to leave it
-                leaveOld();
-            if (isStopping())
-                return;
-            drain(*reading);
-            old = std::move(reading);
-        }
+        makeOld(std::move(current));
     }
+    if (isStopping())
+        return;
     if (!current && old && old->isAt(path))
         current = std::move(old); // it was put back
     if (!current)

@@ -76,6 +76,7 @@ private:
     void openNew();
     bool isStopping() const;
     void drain(Reading& reading) const { reading.drain(keeper ? &keeper->stop : nullptr); }
+    void makeOld(std::unique_ptr<Reading> reading);
     /// Reads what is left, and leaves the file, unless it is to stop before.
     void leaveOld();
 
@@ -85,8 +86,9 @@ private:
     std::unique_ptr<Reading> reopen(const SourcePlace& place) const;
     /// Reads a file from its beginning, which is known for ever then.
     std::unique_ptr<Reading> begin(int opened) const;
-    /// Files that have the name of the path and an addition, were written after this one, and were never read.
-    Readings openBetween(const Reading& before) const;
+    /// Files that have the name of the path and an addition, were written after the one and before the other that is
+    /// open already, and were never read. Looked for while the later one is held, so that none slips through between.
+    Readings openBetween(const Reading& before, int after) const;
 
     const std::string path;
     const std::shared_ptr<const norq_std::WString> source;

@@ -148,10 +148,11 @@ std::unique_ptr<FollowedFile::Reading> FollowedFile::reopen(const SourcePlace& p
     return nullptr;
 }
 
-FollowedFile::Readings FollowedFile::openBetween(const Reading& before) const {
+FollowedFile::Readings FollowedFile::openBetween(const Reading& before, int after) const {
     Readings readings;
-    struct stat last {};
-    if (!keeper || fstat(before.descriptor, &last) != 0)
+    struct stat earlier {};
+    struct stat later {};
+    if (!keeper || fstat(before.descriptor, &earlier) != 0 || fstat(after, &later) != 0)
         return readings;
 
     // A file that was left is known by its first bytes too, since its inode may have been given to another.
@@ -170,7 +171,9 @@ FollowedFile::Readings FollowedFile::openBetween(const Reading& before) const {
         if (!isRotatedName(name.filename().string(), fs::path(path).filename().string()))
             continue;
         OpenFile file(name);
-        if (file.isSound && timeOf(file.status) >= timeOf(last) && !isKnown(file))
+        const bool isLater = file.status.st_dev == later.st_dev && file.status.st_ino == later.st_ino;
+        if (file.isSound && !isLater && timeOf(file.status) >= timeOf(earlier) &&
+            timeOf(file.status) <= timeOf(later) && !isKnown(file))
             candidates.emplace_back(timeOf(file.status), name, std::move(file));
     }
     std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
