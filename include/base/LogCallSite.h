@@ -3,14 +3,15 @@
 #include "base/WString.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace norq_std {
 
 /// Where a log statement stands, made once at compile time and never copied.
 struct LogCallSite {
-    const WChar* function; ///< qualified name
-    const WChar* module;
-    const WChar* file; ///< leaf of the source path
+    std::u16string_view function; ///< qualified name
+    std::u16string_view module;
+    std::u16string_view file; ///< leaf of the source path
     std::uint32_t line;
 };
 

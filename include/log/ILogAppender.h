@@ -4,6 +4,7 @@
 #include "base/Export.h"
 #include "base/WString.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace norq_std {
@@ -42,8 +43,19 @@ protected:
     virtual void localAppend(const WString& text) = 0;
 
 private:
+    friend class LoggerBase;
+
+    // What the logger knows of the library's own filters and layouts, it need not call them for.
+    enum class FilterKind : std::uint8_t { None, Everything, InfoAndAbove, Other };
+    enum class LayoutKind : std::uint8_t { None, Plain, Debug, Other };
+
+    static FilterKind kindOf(const ILogEventFilter* filter);
+    static LayoutKind kindOf(const ILogEventLayout* layout);
+
     std::shared_ptr<ILogEventFilter> filter;
     std::shared_ptr<ILogEventLayout> layout;
+    FilterKind filterKind;
+    LayoutKind layoutKind;
 };
 
 } // namespace norq_std

@@ -42,6 +42,7 @@ public:
 private:
     friend class LoggerBase;
 
+    static Time now();
     void setTime();
 };
 

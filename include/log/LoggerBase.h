@@ -5,15 +5,25 @@
 #include "base/ThreadAnnotations.h"
 #include "base/WString.h"
 #include "concurrency/Lock.h"
+#include "log/LogEvent.h"
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
+#include <string_view>
 #include <vector>
+
+namespace norq_std_internal {
+class LogTimeText;
+struct LogRecord;
+} // namespace norq_std_internal
 
 namespace norq_std {
 
 class ILogAppender;
-class LogEvent;
+class RollingFileAppender;
 
 /// Hands log events to a list of appenders, in order of adding.
 ///
@@ -44,15 +54,40 @@ public:
     void append(const LogEvent& event);
 
 private:
-    using Appenders = std::vector<std::shared_ptr<ILogAppender>>;
+    friend class StaticLogInstance;
+    class Recipient;
+    class Statement;
+    using Recipients = std::vector<Recipient>;
 
-    void deliver(const LogEvent& event) NORQ_REQUIRES(lock);
+    void log(const norq_std_internal::LogRecord& record);
+    void removeAll();
+    void runHeld(const std::function<void()>& body);
+
+    bool waitForTurn(Statement& statement) NORQ_TRY_ACQUIRE(true, lock);
+    void take(Statement& own, bool byEvents) NORQ_REQUIRES(lock);
+    void finishTurn(Statement* first, const Statement& own) NORQ_REQUIRES(lock);
+    Statement* withWaiting(Statement& own) NORQ_REQUIRES(lock);
+    void deliverTogether(Statement* first) NORQ_REQUIRES(lock);
+    void deliver(Statement& statement) NORQ_REQUIRES(lock);
+    std::unique_ptr<LogEvent> makeEvent(const norq_std_internal::LogRecord& record, LogEvent::Time now)
+        NORQ_REQUIRES(lock);
+    void replace(std::shared_ptr<const Recipients> list) NORQ_REQUIRES(lock);
+    static void appendTo(RollingFileAppender& ring, std::span<const std::string_view> lines);
+    void remember(LogEventPriority priority, int needed);
 
     Lock lock;
     /// Replaced, never changed, so that a walk survives additions; null if there are none.
-    std::shared_ptr<const Appenders> appenders NORQ_GUARDED_BY(lock);
+    std::shared_ptr<const Recipients> recipients NORQ_GUARDED_BY(lock);
+    /// Lists that were replaced while they were walked.
+    std::vector<std::shared_ptr<const Recipients>> replaced NORQ_GUARDED_BY(lock);
     /// The event of the last statement, kept for the memory of its texts; null while it is under way.
     std::unique_ptr<LogEvent> spare NORQ_GUARDED_BY(lock);
+    std::unique_ptr<norq_std_internal::LogTimeText> timeText NORQ_GUARDED_BY(lock);
+    bool delivering NORQ_GUARDED_BY(lock) = false;
+    /// What the last statement needed, up to DEBUG and above: a guess at the next.
+    std::atomic<std::uint8_t> needs[2]{};
+    /// Statements of threads that wait for the lock, the last first; whoever has the lock may write them.
+    std::atomic<Statement*> waiting{nullptr};
 };
 
 } // namespace norq_std

@@ -4,6 +4,11 @@
 #include "base/Export.h"
 #include "log/ILogEventLayout.h"
 
+namespace norq_std_internal {
+class EncodedLine;
+struct LogRecord;
+} // namespace norq_std_internal
+
 namespace norq_std {
 
 /// The line of every log file:
@@ -32,14 +37,32 @@ public:
     void appendLine(WString& line, const LogEvent& event) const;
 
 private:
+    friend class ILogAppender;
+    friend class LoggerBase;
+
+    // A line is wide text or bytes to be written, and an event a LogEvent or what becomes one.
+    template <class Line, class Event>
+    void appendRest(Line& line, const Event& event) const;
+
     static void appendTimestamp(WString& line, const LogEvent& event);
-    static void appendPriority(WString& line, const LogEvent& event);
-    void appendThreadId(WString& line, const LogEvent& event) const;
-    static void appendErrorId(WString& line, const LogEvent& event);
-    static void appendFileName(WString& line, const LogEvent& event);
-    static void appendLineNumber(WString& line, const LogEvent& event);
-    void appendFunction(WString& line, const LogEvent& event) const;
-    static void appendMessage(WString& line, const LogEvent& event);
+    template <class Line, class Event>
+    static void appendPriority(Line& line, const Event& event);
+    template <class Line, class Event>
+    void appendThreadId(Line& line, const Event& event) const;
+    template <class Line, class Event>
+    static void appendErrorId(Line& line, const Event& event);
+    template <class Line, class Event>
+    static void appendFileName(Line& line, const Event& event);
+    template <class Line, class Event>
+    static void appendLineNumber(Line& line, const Event& event);
+    template <class Line, class Event>
+    void appendFunction(Line& line, const Event& event) const;
+    template <class Line, class Event>
+    static void appendMessage(Line& line, const Event& event);
+
+    /// All but the time, encoded.
+    static void encode(norq_std_internal::EncodedLine& line, const norq_std_internal::LogRecord& record,
+                       bool debugForm);
 
     bool debug;
 };

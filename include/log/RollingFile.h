@@ -9,6 +9,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <string_view>
 #include <vector>
 
 namespace norq_std {
@@ -75,8 +77,14 @@ public:
     void removeHeader(const std::shared_ptr<RollingFileHeader>& header);
 
 private:
+    friend class LoggerBase;
     class Move;
 
+    /// Writes the first line as `write` does, and with it those that follow as long as they fit: the number of lines, 0
+    /// on a closed file.
+    std::size_t writeLines(std::span<const std::string_view> lines);
+
+    void checkFits(std::uint64_t count) const;
     File getIndexFile() const;
     void updateIndex();
     void openCurrent();
@@ -85,7 +93,6 @@ private:
     void pad();
     void updateSize();
     void writeHeaders();
-    std::uint32_t writeToFile(const unsigned char* bytes, std::uint32_t count);
 
     mutable Lock lock; // guards everything below
     std::uint32_t maxSize = 0;

@@ -60,6 +60,7 @@ protected:
     RollingFile rollingFile;
 
 private:
+    friend class LoggerBase;
     using Clock = std::chrono::steady_clock;
 
     void followThreshold(const ConfigurationChangeEvent& event);

@@ -1,32 +1,44 @@
 #include "base/ContextLogMessage.h"
 
 #include "base/LogMacros.h"
-#include "base/StaticLog.h"
-#include "base/StringUtils.h"
 #include "exception/NorqException.h"
+#include "internal/LogRoad.h"
 #include "internal/ThreadIdMap.h"
+#include "internal/WideFormatter.h"
 
 #include <cxxabi.h>
 
 namespace norq_std {
+
+using norq_std_internal::FormatBuffer;
+using norq_std_internal::LogRecord;
+using norq_std_internal::LogRoad;
+
 namespace {
 
-WString orEmpty(const WChar* text) { return text == nullptr ? WString() : WString(text); }
+std::u16string_view orEmpty(const WChar* text) { return text == nullptr ? std::u16string_view() : text; }
 
-/// The message that `format` appends to its argument, or the reason why it could not.
-template <class Format>
-WString formattedMessage(Format format) {
-    WString message;
+/// Sends the record with the message that the arguments give, or with the reason why they give none.
+template <class Arguments>
+void sendWithMessage(LogRecord record, const WChar* format, Arguments& arguments) {
+    FormatBuffer text;
+    WString failure;
     try {
-        format(message);
+        norq_std_internal::formatOrThrow(text, format, arguments);
+        record.message = text.text();
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (const NorqException& e) {
-        message = e.getMessage();
+        record.message = failure = e.getMessage();
     } catch (...) {
-        message = u"Unable to format message.";
+        record.message = u"Unable to format message.";
     }
-    return message;
+    LogRoad::send(record);
+}
+
+LogRecord recordOf(LogEventPriority priority, const LogCallSite& site, std::u16string_view message) {
+    return {priority,  site.function, message, site.module, {}, norq_std_internal::currentThreadId(),
+            site.file, site.line};
 }
 
 /// Runs `statement`, from which nothing but a cancellation comes out: what fails here is want of memory.
@@ -68,27 +80,22 @@ void ContextLogMessage::logVA(LogEventPriority priority, const WChar* function, 
                               const WChar* errorId, std::uint64_t threadId, const WChar* file, std::uint32_t line,
                               const WChar* format, std::va_list values) {
     guarded([&] {
-        const WString message =
-            formattedMessage([&](WString& text) { StringUtils::sprintfStringAppendVA(text, values, format); });
-        StaticLog::log(priority, orEmpty(function), message, orEmpty(module), orEmpty(errorId), threadId, orEmpty(file),
-                       line);
+        sendWithMessage(
+            {priority, orEmpty(function), {}, orEmpty(module), orEmpty(errorId), threadId, orEmpty(file), line}, format,
+            values);
     });
 }
 
-void ContextLogMessage::sendFormatted(LogEventPriority priority, const LogCallSite& site, const WChar* format,
-                                      std::initializer_list<FormatArgument> arguments) {
-    guarded([&] {
-        const WString message = formattedMessage([&](WString& text) { detail::formatAppend(text, format, arguments); });
-        StaticLog::log(priority, site.function, message, site.module, WString(), norq_std_internal::currentThreadId(),
-                       site.file, site.line);
-    });
+// Between the system's write and the caller lies as little as can be: after a call of the system, the processor
+// foresees no return.
+[[gnu::flatten]] void ContextLogMessage::sendFormatted(LogEventPriority priority, const LogCallSite& site,
+                                                       const WChar* format,
+                                                       std::initializer_list<FormatArgument> arguments) {
+    guarded([&] { sendWithMessage(recordOf(priority, site, {}), format, arguments); });
 }
 
 void LogFunctionScope::send(const LogCallSite& site, const WChar* text) noexcept {
-    guarded([&] {
-        StaticLog::log(CALL, site.function, text, site.module, WString(), norq_std_internal::currentThreadId(),
-                       site.file, site.line);
-    });
+    guarded([&] { LogRoad::send(recordOf(CALL, site, text)); });
 }
 
 } // namespace norq_std

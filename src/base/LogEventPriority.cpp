@@ -1,17 +1,19 @@
 #include "base/LogEventPriority.h"
 
+#include "internal/LogRecord.h"
+
 #include <algorithm>
 #include <iterator>
 
 namespace norq_std {
 namespace {
 
-constexpr const WChar* Texts[] = {u"DUMP", u"TRACE", u"CALL", u"DEBUG", u"INFO", u"WARN", u"ERROR", u"FATAL"};
+constexpr std::u16string_view Texts[] = {u"DUMP", u"TRACE", u"CALL", u"DEBUG", u"INFO", u"WARN", u"ERROR", u"FATAL"};
 
 } // namespace
 
 WString logEventPriorityToString(LogEventPriority priority) {
-    return priority < DUMP || priority > FATAL ? u"Invalid Priority Specified" : Texts[priority];
+    return WString(norq_std_internal::priorityText(priority));
 }
 
 LogEventPriority logEventPriorityFromString(const WString& text, LogEventPriority defaultPriority) {
@@ -20,3 +22,8 @@ LogEventPriority logEventPriorityFromString(const WString& text, LogEventPriorit
 }
 
 } // namespace norq_std
+
+std::u16string_view norq_std_internal::priorityText(norq_std::LogEventPriority priority) {
+    using namespace norq_std;
+    return priority < DUMP || priority > FATAL ? u"Invalid Priority Specified" : Texts[priority];
+}

@@ -7,26 +7,56 @@
 
 #include <new>
 
+namespace norq_std_internal {
+
+namespace {
+
+using norq_std::NorqException;
+using norq_std::NorqIllegalArgumentException;
+using norq_std::NorqOutOfResourcesException;
+
+template <class Arguments>
+void formatTranslating(FormatBuffer& out, const norq_std::WChar* format, Arguments&& arguments) {
+    if (format == nullptr)
+        throw NorqIllegalArgumentException(u"Format string cannot be null!");
+    try {
+        formatInto(out, format, arguments);
+    } catch (const std::bad_alloc&) {
+        throw NorqOutOfResourcesException(u"Unable to allocate enough memory to print log statement.");
+    } catch (const NorqException& e) {
+        throw NorqIllegalArgumentException(norq_std::WString(u"Unable to format string: ") + format, e);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        throw NorqIllegalArgumentException(norq_std::WString(u"Unable to format string: ") + format);
+    }
+}
+
+} // namespace
+
+void formatOrThrow(FormatBuffer& out, const norq_std::WChar* format, std::va_list arguments) {
+    formatTranslating(out, format, arguments);
+}
+
+void formatOrThrow(FormatBuffer& out, const norq_std::WChar* format,
+                   std::initializer_list<norq_std::FormatArgument> arguments) {
+    formatTranslating(out, format, arguments);
+}
+
+} // namespace norq_std_internal
+
 namespace norq_std {
 
 namespace {
 
 template <class Arguments>
 void appendFormatted(WString& target, const WChar* format, Arguments&& arguments) {
-    if (format == nullptr)
-        throw NorqIllegalArgumentException(u"Format string cannot be null!");
+    norq_std_internal::FormatBuffer buffer;
+    norq_std_internal::formatOrThrow(buffer, format, arguments);
     try {
-        norq_std_internal::FormatBuffer buffer;
-        norq_std_internal::formatInto(buffer, format, arguments);
         target.append(buffer.text());
     } catch (const std::bad_alloc&) {
         throw NorqOutOfResourcesException(u"Unable to allocate enough memory to print log statement.");
-    } catch (const NorqException& e) {
-        throw NorqIllegalArgumentException(WString(u"Unable to format string: ") + format, e);
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        throw NorqIllegalArgumentException(WString(u"Unable to format string: ") + format);
     }
 }
 

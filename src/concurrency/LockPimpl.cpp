@@ -1,6 +1,7 @@
 #include "internal/LockPimpl.h"
 
 #include "exception/NorqException.h"
+#include "internal/SpinPause.h"
 #include "platform/CancellationShield.h"
 
 #include <algorithm>
@@ -17,14 +18,6 @@ namespace {
 // cache line to give the lock up, is disturbed ever less.
 constexpr int MAX_TRIES = 8;
 constexpr int MAX_PAUSES = 32;
-
-void pause(int times) {
-    for (int i = 0; i < times; ++i) {
-#if defined(__x86_64__)
-        __builtin_ia32_pause();
-#endif
-    }
-}
 
 } // namespace
 
@@ -70,7 +63,7 @@ void LockPimpl::acquireContended() {
         if ((seen & HELD) && tries < MAX_TRIES) {
             if (!isAwake && (seen & SLEEPERS) && !(seen & AWAKE))
                 isAwake = word.compare_exchange_weak(seen, seen | AWAKE, std::memory_order_relaxed);
-            pause(std::min(1 << tries++, MAX_PAUSES));
+            spinPause(std::min(1 << tries++, MAX_PAUSES));
             seen = word.load(std::memory_order_relaxed);
             continue;
         }

@@ -55,7 +55,13 @@ bool FormatBuffer::grow(std::size_t count) {
 
 void FormatBuffer::appendUtf8(const char* text, std::size_t bound, bool cutsText) {
     for (;;) {
-        const std::size_t ascii = appendUntilZero(text, bound, [](char byte) { return (byte & 0x80) == 0; });
+        const auto ends = [](char byte) { return byte == 0 || (byte & 0x80) != 0; };
+        const std::size_t ascii = appendRun(text, bound, ends, [&](const char* from, std::size_t count) {
+            std::size_t i = 0;
+            for (; i < count && !ends(from[i]); ++i)
+                next[i] = static_cast<WChar>(from[i]);
+            return i;
+        });
         text += ascii;
         bound -= ascii;
         if (bound == 0 || lost || *text == 0)

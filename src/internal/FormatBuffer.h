@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/WString.h"
+#include "internal/AsciiRuns.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -44,9 +45,7 @@ public:
     }
 
     /// Appends up to the first zero or percent sign, and gives the number of units.
-    std::size_t appendLiteral(const WChar* text) {
-        return appendUntilZero(text, unbounded, [](WChar unit) { return unit != u'%'; });
-    }
+    std::size_t appendLiteral(const WChar* text) { return appendUnits(text, unbounded, u'%'); }
 
     void fill(std::size_t count, WChar unit) {
         if (WChar* to = claim(count))
@@ -54,8 +53,13 @@ public:
     }
 
     /// Appends up to the first zero unit, and at most `bound` units.
-    void appendText(const WChar* text, std::size_t bound) {
-        appendUntilZero(text, bound, [](WChar) { return true; });
+    void appendText(const WChar* text, std::size_t bound) { appendUnits(text, bound, 0); }
+
+    /// Appends a word of ours, cut to `bound` units.
+    void appendWord(std::u16string_view word, std::size_t bound) {
+        word = word.substr(0, bound);
+        if (WChar* to = claim(word.size()))
+            std::copy(word.begin(), word.end(), to);
     }
 
     /// Appends UTF-8 up to the first zero byte, and at most `bound` bytes; a byte that is not part of a well-formed
@@ -80,20 +84,25 @@ private:
     std::size_t room() const { return static_cast<std::size_t>(last - next); }
     bool grow(std::size_t count);
 
-    /// Copies units that `accept` takes until a zero, the bound or a refused unit; gives the number of units read.
-    template <class Unit, class Accept>
-    std::size_t appendUntilZero(const Unit* text, std::size_t bound, Accept accept) {
+    /// Copies units up to a zero, the bound or `stop`; gives the number of units read.
+    std::size_t appendUnits(const WChar* text, std::size_t bound, WChar stop) {
+        return appendRun(
+            text, bound, [&](WChar unit) { return unit == 0 || unit == stop; },
+            [&](const WChar* from, std::size_t count) { return copyUntil(from, count, stop, next); });
+    }
+
+    /// Copies up to the bound or a unit that `ends` the run, as many as there is room for with each `copy`; gives the
+    /// number of units read.
+    template <class Unit, class Ends, class Copy>
+    std::size_t appendRun(const Unit* text, std::size_t bound, Ends ends, Copy copy) {
         std::size_t read = 0;
         for (;;) {
             const std::size_t chunk = std::min(room(), bound - read);
-            WChar* to = next;
-            std::size_t i = 0;
-            for (; i < chunk && text[read + i] != 0 && accept(text[read + i]); ++i)
-                to[i] = static_cast<WChar>(text[read + i]);
-            next += i;
-            read += i;
+            const std::size_t copied = copy(text + read, chunk);
+            next += copied;
+            read += copied;
             // Room alone has ended: the text may end here as well.
-            if (read == bound || text[read] == 0 || !accept(text[read]) || !grow(1))
+            if (copied < chunk || read == bound || ends(text[read]) || !grow(1))
                 return read;
         }
     }

@@ -1,17 +1,10 @@
 #include "internal/LogRoad.h"
 
-#include <atomic>
-
 namespace norq_std_internal {
-namespace {
 
-constinit std::atomic<LogRoad*> road{nullptr};
-
-} // namespace
+constinit std::atomic<LogRoad*> LogRoad::road{nullptr};
 
 void LogRoad::install(LogRoad* next) { road.store(next, std::memory_order_release); }
-
-LogRoad* LogRoad::installed() { return road.load(std::memory_order_acquire); }
 
 void LogRoad::whileHeld(const std::function<void()>& body) {
     if (LogRoad* const current = installed())

@@ -1,7 +1,13 @@
 #pragma once
 
 #include "base/StaticLog.h"
+#include "internal/LogRecord.h"
+#include "platform/CancellationShield.h"
+#include "platform/ThreadSuspension.h"
 
+#include <cxxabi.h>
+
+#include <atomic>
 #include <functional>
 
 namespace norq_std_internal {
@@ -12,10 +18,7 @@ namespace norq_std_internal {
 /// destroyed. `setInitialized` opens it for lines; `setThreshold` may be called at any time.
 class NORQSTD_EXPORT LogRoad {
 public:
-    virtual void log(norq_std::LogEventPriority priority, const norq_std::WString& function,
-                     const norq_std::WString& message, const norq_std::WString& module,
-                     const norq_std::WString& errorId, std::uint64_t threadId, const norq_std::WString& fileName,
-                     std::uint32_t lineNumber) = 0;
+    virtual void log(const LogRecord& record) = 0;
     virtual void addAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
     virtual void removeAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) = 0;
 
@@ -24,9 +27,25 @@ public:
     /// in one order.
     static void whileHeld(const std::function<void()>& body);
 
+    /// `StaticLog::log`, for a caller whose texts are no strings.
+    static void send(const LogRecord& record) {
+        const platform::CancellationShield shield;
+        const platform::SuspensionShield noSuspension;
+        try {
+            if (LogRoad* const road = installed();
+                road != nullptr && norq_std::StaticLog::initialized.load(std::memory_order_acquire)) [[likely]]
+                road->log(record);
+            else
+                sendUnconfigured(record);
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) { // logging never fails toward the caller
+        }
+    }
+
     /// Registers the road; null takes it back.
     static void install(LogRoad* road);
-    static LogRoad* installed();
+    static LogRoad* installed() { return road.load(std::memory_order_acquire); }
     static void setInitialized(bool on);
     static void setThreshold(norq_std::LogEventPriority threshold);
 
@@ -37,6 +56,11 @@ protected:
     LogRoad(const LogRoad&) = delete;
     LogRoad& operator=(const LogRoad&) = delete;
     ~LogRoad() = default;
+
+private:
+    static void sendUnconfigured(const LogRecord& record);
+
+    static std::atomic<LogRoad*> road;
 };
 
 } // namespace norq_std_internal

@@ -370,7 +370,7 @@ private:
     template <class Unit>
     void appendText(FormatArgument::Text<Unit> text, std::size_t precision) {
         if (text.data == nullptr && text.bound == unbounded)
-            out.appendText(u"(null)", precision);
+            out.appendWord(u"(null)", precision);
         else if constexpr (std::is_same_v<Unit, WChar>)
             out.appendText(text.data, std::min(text.bound, precision));
         else if (dialect == FormatDialect::Wide)
@@ -396,7 +396,7 @@ private:
     void convertPointer(const FormatSpec& spec, const volatile void* pointer) {
         if (pointer == nullptr) {
             const std::size_t start = out.size();
-            out.appendText(u"(nil)", unbounded);
+            out.appendWord(u"(nil)", unbounded);
             return out.pad(start, static_cast<std::size_t>(std::max(spec.width, 0)), spec.left);
         }
         FormatSpec hexadecimal = spec;

@@ -24,4 +24,9 @@ void formatInto(FormatBuffer& out, const norq_std::WChar* format, std::va_list a
 void formatInto(FormatBuffer& out, const norq_std::WChar* format,
                 std::initializer_list<norq_std::FormatArgument> arguments);
 
+/// The same with the failures of `StringUtils::sprintfStringAppend`.
+void formatOrThrow(FormatBuffer& out, const norq_std::WChar* format, std::va_list arguments);
+void formatOrThrow(FormatBuffer& out, const norq_std::WChar* format,
+                   std::initializer_list<norq_std::FormatArgument> arguments);
+
 } // namespace norq_std_internal

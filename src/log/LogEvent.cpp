@@ -17,9 +17,11 @@ LogEvent& LogEvent::operator=(const LogEvent&) = default;
 
 LogEvent::~LogEvent() = default;
 
-void LogEvent::setTime() {
+LogEvent::Time LogEvent::now() {
     const std::uint64_t now = TimeUtils::getCurrentTimeMs();
-    time = {static_cast<std::int64_t>(now / 1000), static_cast<std::uint16_t>(now % 1000)};
+    return {static_cast<std::int64_t>(now / 1000), static_cast<std::uint16_t>(now % 1000)};
 }
+
+void LogEvent::setTime() { time = now(); }
 
 } // namespace norq_std

@@ -3,20 +3,50 @@
 #include "base/UtfUtils.h"
 #include "concurrency/AutoLock.h"
 #include "exception/NorqException.h"
+#include "internal/EncodedLine.h"
+#include "internal/LogRecord.h"
+#include "internal/LogTimeText.h"
+#include "internal/SpinPause.h"
+#include "log/CompressedRollingFileAppender.h"
 #include "log/ILogAppender.h"
 #include "log/LogEvent.h"
+#include "log/NorqLogLayout.h"
 #include "log/NorqLoggerSTD.h"
+#include "log/RollingFileAppender.h"
+#include "platform/CancellationShield.h"
 
 #include <algorithm>
+#include <array>
 #include <cxxabi.h>
+#include <mutex>
+#include <typeinfo>
+
+// The library's own rings, with its own filters and layouts, are what nearly every log consists of. For them a
+// statement becomes the bytes of its line before the lock is taken, all but the time, and no event is made. A thread
+// that finds the lock taken leaves its statement in a list; the thread that gets the lock next writes all that are
+// there, in one call of the system, and lets their threads go. Any other appender gets its event on the thread that
+// logs.
 
 namespace norq_std {
+
+using norq_std_internal::EncodedLine;
+using norq_std_internal::LogRecord;
+using norq_std_internal::LogTimeText;
+
 namespace {
 
 constexpr std::size_t SPARE_MESSAGE_UNITS = 4096; // the memory of a larger message is given back
+constexpr std::size_t MOST_TOGETHER = 64;
+
+// About as long as a line takes to be written.
+constexpr int MAX_TRIES = 12;
+constexpr int MAX_PAUSES = 16;
+
+/// What a statement is for an appender; of several, the sum.
+enum Need : std::uint8_t { NOTHING = 0, PLAIN_LINE = 1, DEBUG_LINE = 2, EVENT = 4 };
 
 /// The text of the exception being handled.
-WString describeFailure() {
+[[gnu::noinline]] WString describeFailure() {
     try {
         throw;
     } catch (const NorqException& failure) {
@@ -28,9 +58,91 @@ WString describeFailure() {
     }
 }
 
+/// Runs `action`; what it throws becomes the text.
+template <class Action>
+void guarded(WString& failure, Action action) {
+    try {
+        action();
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        failure = describeFailure();
+    }
+}
+
+[[gnu::noinline]] void report(const WString& failure, const LogRecord& record) {
+    NorqLoggerSTD::getInstance().STD3012(u"norq_std::LoggerBase::append", failure.c_str(), record.threadId,
+                                         WString(record.fileName).c_str(), WString(record.function).c_str(),
+                                         static_cast<std::int32_t>(record.lineNumber));
+}
+
 } // namespace
 
-LoggerBase::LoggerBase() = default;
+/// An appender of the list.
+class LoggerBase::Recipient {
+public:
+    explicit Recipient(const std::shared_ptr<ILogAppender>& added)
+        : appender(added)
+        , ring(isRing(*added) ? static_cast<RollingFileAppender*>(added.get()) : nullptr) {}
+
+    Need need(LogEventPriority priority) const {
+        using Filter = ILogAppender::FilterKind;
+        using Layout = ILogAppender::LayoutKind;
+        const Filter filter = appender->filterKind;
+        const Layout layout = appender->layoutKind;
+        if (ring == nullptr || filter == Filter::Other || layout == Layout::Other)
+            return EVENT;
+        if (filter == Filter::None || layout == Layout::None || (filter == Filter::InfoAndAbove && priority <= DEBUG))
+            return NOTHING;
+        return layout == Layout::Debug ? DEBUG_LINE : PLAIN_LINE;
+    }
+
+    std::shared_ptr<ILogAppender> appender;
+    RollingFileAppender* ring; // the appender, if it is one of the library's and not of a derived class
+
+private:
+    static bool isRing(const ILogAppender& added) {
+        return typeid(added) == typeid(RollingFileAppender) || typeid(added) == typeid(CompressedRollingFileAppender);
+    }
+};
+
+/// A statement under way, on the stack of its thread.
+class LoggerBase::Statement {
+public:
+    explicit Statement(const LogRecord& logged)
+        : record(logged) {}
+
+    void prepare(int forms) {
+        if (forms & PLAIN_LINE)
+            make(PLAIN_LINE);
+        if (forms & DEBUG_LINE)
+            make(DEBUG_LINE);
+    }
+
+    std::string_view line(Need form, std::string_view time) {
+        make(form);
+        return lines[form == DEBUG_LINE ? 1 : 0].at(time);
+    }
+
+    const LogRecord& record;
+    Statement* next = nullptr;
+    bool listed = false;
+    std::atomic<bool> done{false};
+
+private:
+    void make(Need form) {
+        if (made & form)
+            return;
+        NorqLogLayout::encode(lines[form == DEBUG_LINE ? 1 : 0], record, form == DEBUG_LINE);
+        made |= form;
+    }
+
+    int made = NOTHING;
+    EncodedLine lines[2];
+};
+
+LoggerBase::LoggerBase()
+    : timeText(std::make_unique<LogTimeText>()) {}
 
 LoggerBase::~LoggerBase() = default;
 
@@ -40,69 +152,246 @@ void LoggerBase::addAppender(const std::shared_ptr<ILogAppender>& appender) {
     const AutoLock<Lock> guard(lock);
     if (containsAppender(appender))
         return;
-    auto extended = appenders ? std::make_shared<Appenders>(*appenders) : std::make_shared<Appenders>();
-    extended->push_back(appender);
-    appenders = std::move(extended);
+    auto extended = recipients ? std::make_shared<Recipients>(*recipients) : std::make_shared<Recipients>();
+    extended->emplace_back(appender);
+    replace(std::move(extended));
 }
 
 void LoggerBase::removeAppender(const std::shared_ptr<ILogAppender>& appender) {
     const AutoLock<Lock> guard(lock);
     if (!containsAppender(appender))
         return;
-    auto reduced = std::make_shared<Appenders>(*appenders);
-    std::erase(*reduced, appender);
-    appenders = reduced->empty() ? nullptr : std::move(reduced);
+    auto reduced = std::make_shared<Recipients>(*recipients);
+    std::erase_if(*reduced, [&](const Recipient& recipient) { return recipient.appender == appender; });
+    replace(reduced->empty() ? nullptr : std::move(reduced));
 }
 
 bool LoggerBase::containsAppender(const std::shared_ptr<ILogAppender>& appender) {
     const AutoLock<Lock> guard(lock);
-    return appenders && std::find(appenders->begin(), appenders->end(), appender) != appenders->end();
+    return recipients && std::ranges::find(*recipients, appender, &Recipient::appender) != recipients->end();
+}
+
+void LoggerBase::removeAll() {
+    const AutoLock<Lock> guard(lock);
+    replace(nullptr);
+}
+
+/// With the lock; what the body logs goes alone, since it may have taken an appender apart meanwhile.
+void LoggerBase::runHeld(const std::function<void()>& body) {
+    const AutoLock<Lock> guard(lock);
+    struct Restore {
+        ~Restore() { flag = before; }
+        bool& flag;
+        const bool before;
+    } const restore{delivering, delivering};
+    delivering = true;
+    body();
+}
+
+void LoggerBase::replace(std::shared_ptr<const Recipients> list) {
+    recipients.swap(list);
+    if (delivering && list)
+        replaced.push_back(std::move(list));
 }
 
 void LoggerBase::log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
                      const WString& errorId, std::uint64_t threadId, const WString& fileName,
                      std::uint32_t lineNumber) {
-    const AutoLock<Lock> guard(lock);
-    if (!appenders)
+    log({priority, function, message, module, errorId, threadId, fileName, lineNumber});
+}
+
+// The analysis knows no guard for a lock that is held already.
+[[gnu::flatten]] void LoggerBase::log(const LogRecord& record) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+    Statement statement(record);
+    const int likely = needs[record.priority > DEBUG ? 1 : 0].load(std::memory_order_relaxed);
+    statement.prepare(likely);
+    if (likely & EVENT)
+        lock.lock();
+    else if (!lock.tryLock() && !waitForTurn(statement))
         return;
+    const std::lock_guard<Lock> guard(lock, std::adopt_lock);
+    take(statement, (likely & EVENT) != 0);
+}
+
+[[gnu::noinline]] bool LoggerBase::waitForTurn(Statement& statement) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+    statement.listed = true;
+    statement.next = waiting.load(std::memory_order_relaxed);
+    while (!waiting.compare_exchange_weak(statement.next, &statement, std::memory_order_release,
+                                          std::memory_order_relaxed)) {
+    }
+    for (int tries = 0; tries < MAX_TRIES; ++tries) {
+        if (statement.done.load(std::memory_order_acquire))
+            return false;
+        if (lock.tryLock())
+            return true;
+        norq_std_internal::spinPause(std::min(1 << tries, MAX_PAUSES));
+    }
+    lock.lock();
+    return true;
+}
+
+void LoggerBase::take(Statement& own, bool byEvents) {
+    if (own.done.load(std::memory_order_acquire))
+        return;
+    if (delivering) // an appender logs
+        return deliver(own);
+    // Whoever has to hand over events leaves the others to their own threads.
+    Statement* const first = byEvents ? &own : withWaiting(own);
+    struct Turn {
+        ~Turn() NORQ_NO_THREAD_SAFETY_ANALYSIS { logger.finishTurn(first, own); }
+        LoggerBase& logger;
+        Statement* const first;
+        const Statement& own;
+    } const turn{*this, first, own};
+    delivering = true;
+    if (first->next == nullptr)
+        deliver(own);
+    else
+        deliverTogether(first);
+}
+
+void LoggerBase::finishTurn(Statement* first, const Statement& own) {
+    delivering = false;
+    replaced.clear();
+    for (Statement* statement = first; statement != nullptr;) {
+        Statement* const following = statement->next; // it is gone once it is done
+        if (statement != &own)
+            statement->done.store(true, std::memory_order_release);
+        statement = following;
+    }
+}
+
+/// All statements that wait and this one, the first to come first.
+LoggerBase::Statement* LoggerBase::withWaiting(Statement& own) {
+    if (waiting.load(std::memory_order_relaxed) == nullptr)
+        return &own;
+    Statement* last = waiting.exchange(nullptr, std::memory_order_acquire);
+    if (!own.listed) {
+        own.next = last;
+        last = &own;
+    }
+    Statement* first = nullptr;
+    while (last != nullptr) {
+        Statement* const earlier = last->next;
+        last->next = first;
+        first = last;
+        last = earlier;
+    }
+    return first;
+}
+
+void LoggerBase::deliver(Statement& statement) {
+    const Recipients* const current = recipients.get();
+    if (current == nullptr)
+        return;
+    const LogRecord& record = statement.record;
+    const LogEvent::Time now = LogEvent::now();
+    const std::string_view time = timeText->of(now.seconds, now.milliseconds);
+    std::unique_ptr<LogEvent> event;
+    WString failure;
+    int needed = NOTHING;
+    for (const Recipient& recipient : *current) {
+        const Need need = recipient.need(record.priority);
+        needed |= need;
+        guarded(failure, [&] {
+            if (need == EVENT) {
+                if (!event)
+                    event = makeEvent(record, now);
+                recipient.appender->append(*event);
+            } else if (need != NOTHING) {
+                const std::string_view line = statement.line(need, time);
+                appendTo(*recipient.ring, {&line, 1});
+            }
+        });
+    }
+    if (event && record.message.size() <= SPARE_MESSAGE_UNITS)
+        spare = std::move(event);
+    remember(record.priority, needed);
+    if (!failure.empty())
+        report(failure, record);
+}
+
+void LoggerBase::appendTo(RollingFileAppender& ring, std::span<const std::string_view> lines) {
+    while (!lines.empty()) {
+        try {
+            const std::size_t written = ring.rollingFile.writeLines(lines);
+            if (written == 0 && !ring.isOpenOrReopened())
+                return;
+            lines = lines.subspan(written);
+        } catch (const NorqException&) { // the line is lost
+            lines = lines.subspan(1);
+        }
+    }
+}
+
+/// The lines of all statements to each appender in one piece, if all are rings.
+[[gnu::noinline]] void LoggerBase::deliverTogether(Statement* first) {
+    const auto current = recipients;
+    if (!current)
+        return;
+    // Cancelled, this thread would take the lines of others with it.
+    const norq_std_internal::platform::CancellationShield shield;
+    int needed = NOTHING;
+    for (const Statement* statement = first; statement != nullptr; statement = statement->next)
+        for (const Recipient& recipient : *current)
+            needed |= recipient.need(statement->record.priority);
+    if (needed & EVENT) {
+        for (Statement* statement = first; statement != nullptr; statement = statement->next)
+            deliver(*statement);
+        return;
+    }
+    const LogEvent::Time now = LogEvent::now();
+    const std::string_view time = timeText->of(now.seconds, now.milliseconds);
+    WString failure;
+    for (const Recipient& recipient : *current)
+        guarded(failure, [&] {
+            std::array<std::string_view, MOST_TOGETHER> lines;
+            std::size_t count = 0;
+            for (Statement* statement = first; statement != nullptr; statement = statement->next) {
+                if (const Need need = recipient.need(statement->record.priority); need != NOTHING)
+                    lines[count++] = statement->line(need, time);
+                if (count == lines.size() || (statement->next == nullptr && count != 0)) {
+                    appendTo(*recipient.ring, {lines.data(), count});
+                    count = 0;
+                }
+            }
+        });
+    if (!failure.empty())
+        report(failure, first->record);
+}
+
+[[gnu::noinline]] std::unique_ptr<LogEvent> LoggerBase::makeEvent(const LogRecord& record, LogEvent::Time now) {
     // An appender that logs from inside finds no spare event and makes its own.
     auto event = spare ? std::move(spare) : std::make_unique<LogEvent>();
-    event->setTime();
-    event->priority = priority;
-    event->errorId = errorId;
-    event->threadId = threadId;
-    event->module = module;
-    event->fileName = fileName;
-    event->lineNumber = lineNumber;
-    event->function = function;
-    event->message = message;
-    deliver(*event);
-    if (message.size() <= SPARE_MESSAGE_UNITS)
-        spare = std::move(event);
+    event->time = now;
+    event->priority = record.priority;
+    event->errorId = record.errorId;
+    event->threadId = record.threadId;
+    event->module = record.module;
+    event->fileName = record.fileName;
+    event->lineNumber = record.lineNumber;
+    event->function = record.function;
+    event->message = record.message;
+    return event;
+}
+
+void LoggerBase::remember(LogEventPriority priority, int needed) {
+    std::atomic<std::uint8_t>& known = needs[priority > DEBUG ? 1 : 0];
+    if (known.load(std::memory_order_relaxed) != needed)
+        known.store(static_cast<std::uint8_t>(needed), std::memory_order_relaxed);
 }
 
 void LoggerBase::append(const LogEvent& event) {
     const AutoLock<Lock> guard(lock);
-    if (appenders)
-        deliver(event);
-}
-
-void LoggerBase::deliver(const LogEvent& event) {
-    const auto current = appenders;
+    const auto current = recipients;
+    if (!current)
+        return;
     WString failure;
-    for (const auto& appender : *current) {
-        try {
-            appender->append(event);
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            failure = describeFailure();
-        }
-    }
+    for (const Recipient& recipient : *current)
+        guarded(failure, [&] { recipient.appender->append(event); });
     if (!failure.empty())
-        NorqLoggerSTD::getInstance().STD3012(u"norq_std::LoggerBase::append", failure.c_str(), event.threadId,
-                                             event.fileName.c_str(), event.function.c_str(),
-                                             static_cast<std::int32_t>(event.lineNumber));
+        report(failure, {event.priority, event.function, event.message, event.module, event.errorId, event.threadId,
+                         event.fileName, event.lineNumber});
 }
 
 } // namespace norq_std

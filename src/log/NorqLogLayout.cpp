@@ -1,34 +1,31 @@
 #include "log/NorqLogLayout.h"
 
+#include "internal/EncodedLine.h"
+#include "internal/LogRecord.h"
+#include "internal/LogTimeText.h"
 #include "log/LogEvent.h"
-#include "platform/LocalTime.h"
 
 #include <array>
 #include <charconv>
 
 namespace norq_std {
+
+using norq_std_internal::EncodedLine;
+using norq_std_internal::LogRecord;
+using norq_std_internal::LogTimeText;
+
 namespace {
 
 constexpr std::size_t FIXED_PIECES = 96; // room for time, priority, thread id, line number and separators
 
-template <class Integer>
-void appendNumber(WString& line, Integer value, int base) {
+template <class Line, class Integer>
+void appendNumber(Line& line, Integer value, int base) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, base).ptr;
-    line.append(digits.data(), end);
+    line.append(static_cast<const char*>(digits.data()), static_cast<const char*>(end));
 }
 
-WChar* writeTwoDigits(WChar* at, int value) {
-    at[0] = static_cast<WChar>(u'0' + value / 10);
-    at[1] = static_cast<WChar>(u'0' + value % 10);
-    return at + 2;
-}
-
-WChar* writeField(WChar* at, int value, WChar separator) {
-    at = writeTwoDigits(at, value);
-    *at = separator;
-    return at + 1;
-}
+constinit thread_local LogTimeText timeText;
 
 } // namespace
 
@@ -56,6 +53,17 @@ void NorqLogLayout::appendLine(WString& line, const LogEvent& event) const {
     line.reserve(line.size() + FIXED_PIECES + event.errorId.size() + event.fileName.size() +
                  (debug ? event.function.size() : 0) + event.message.size());
     appendTimestamp(line, event);
+    appendRest(line, event);
+}
+
+void NorqLogLayout::encode(EncodedLine& line, const LogRecord& record, bool debugForm) {
+    static const NorqLogLayout* const forms = new NorqLogLayout[2]{NorqLogLayout(false), NorqLogLayout(true)};
+    forms[debugForm ? 1 : 0].appendRest(line, record);
+    line.end();
+}
+
+template <class Line, class Event>
+void NorqLogLayout::appendRest(Line& line, const Event& event) const {
     appendPriority(line, event);
     appendThreadId(line, event);
     appendErrorId(line, event);
@@ -66,55 +74,43 @@ void NorqLogLayout::appendLine(WString& line, const LogEvent& event) const {
 }
 
 void NorqLogLayout::appendTimestamp(WString& line, const LogEvent& event) {
-    std::tm local;
-    if (!norq_std_internal::platform::repeatedLocalTime(event.time.seconds, local))
-        return;
-    const std::int64_t year = std::int64_t{local.tm_year} + 1900;
-    const int milliseconds = event.time.milliseconds;
-    std::array<WChar, 24> text;
-    WChar* at = text.data();
-    if (year >= 1000 && year <= 9999) [[likely]]
-        at = writeTwoDigits(writeTwoDigits(at, static_cast<int>(year / 100)), static_cast<int>(year % 100));
-    else
-        appendNumber(line, year, 10);
-    *at++ = u'-';
-    at = writeField(at, local.tm_mon + 1, u'-');
-    at = writeField(at, local.tm_mday, u' ');
-    at = writeField(at, local.tm_hour, u':');
-    at = writeField(at, local.tm_min, u':');
-    at = writeField(at, local.tm_sec, u':');
-    *at++ = static_cast<WChar>(u'0' + milliseconds / 100 % 10);
-    at = writeField(at, milliseconds % 100, u' ');
-    line.append(text.data(), at);
+    const std::string_view text = timeText.of(event.time.seconds, event.time.milliseconds);
+    line.append(text.begin(), text.end());
 }
 
-void NorqLogLayout::appendPriority(WString& line, const LogEvent& event) {
-    line += logEventPriorityToString(event.priority);
+template <class Line, class Event>
+void NorqLogLayout::appendPriority(Line& line, const Event& event) {
+    line += norq_std_internal::priorityText(event.priority);
 }
 
-void NorqLogLayout::appendThreadId(WString& line, const LogEvent& event) const {
+template <class Line, class Event>
+void NorqLogLayout::appendThreadId(Line& line, const Event& event) const {
     if (!debug || event.threadId == LogEvent::NO_THREAD)
         return;
-    line += u" [0x";
+    constexpr std::string_view mark = " [0x";
+    line.append(mark.data(), mark.data() + mark.size());
     appendNumber(line, event.threadId, 16);
     line += u']';
 }
 
-void NorqLogLayout::appendErrorId(WString& line, const LogEvent& event) {
+template <class Line, class Event>
+void NorqLogLayout::appendErrorId(Line& line, const Event& event) {
     if (event.errorId.empty())
         return;
     line += u' ';
     line += event.errorId;
 }
 
-void NorqLogLayout::appendFileName(WString& line, const LogEvent& event) {
+template <class Line, class Event>
+void NorqLogLayout::appendFileName(Line& line, const Event& event) {
     if (event.fileName.empty())
         return;
     line += u' ';
     line += event.fileName;
 }
 
-void NorqLogLayout::appendLineNumber(WString& line, const LogEvent& event) {
+template <class Line, class Event>
+void NorqLogLayout::appendLineNumber(Line& line, const Event& event) {
     if (event.fileName.empty() || event.lineNumber == 0)
         return;
     line += u'[';
@@ -122,7 +118,8 @@ void NorqLogLayout::appendLineNumber(WString& line, const LogEvent& event) {
     line += u']';
 }
 
-void NorqLogLayout::appendFunction(WString& line, const LogEvent& event) const {
+template <class Line, class Event>
+void NorqLogLayout::appendFunction(Line& line, const Event& event) const {
     if (!debug)
         return;
     line += u' ';
@@ -130,7 +127,8 @@ void NorqLogLayout::appendFunction(WString& line, const LogEvent& event) const {
     line += u':';
 }
 
-void NorqLogLayout::appendMessage(WString& line, const LogEvent& event) {
+template <class Line, class Event>
+void NorqLogLayout::appendMessage(Line& line, const Event& event) {
     line += u' ';
     line += event.message;
     if (!event.message.ends_with(u'\n'))

@@ -9,7 +9,7 @@
 #include "file/FileUtils.h"
 #include "file/SmartFileHandle.h"
 #include "log/RollingFileHeader.h"
-#include "platform/AppendFile.h"
+#include "platform/FileHandle.h"
 #include "stream/ByteArray.h"
 
 #include <algorithm>
@@ -180,21 +180,38 @@ std::uint32_t RollingFile::write(const unsigned char* buffer, std::uint32_t offs
     const Guard guard(lock);
     if (!fileHandle)
         throw NorqIllegalStateException(u"File must be open first.");
-    if (count > maxSize)
-        throw NorqIllegalArgumentException(
-            StringUtils::format(u"Number of bytes to write <%u> exceeds maximum file size <%u>.", count, maxSize));
+    checkFits(count);
     if (buffer == nullptr)
         throw NorqIllegalArgumentException(u"Buffer cannot be null.");
-    rolloverIfNecessary(count);
-    return writeToFile(buffer + offset, count);
+    const std::string_view bytes(reinterpret_cast<const char*>(buffer) + offset, count);
+    writeLines({&bytes, 1});
+    return count;
 }
 
-std::uint32_t RollingFile::writeToFile(const unsigned char* bytes, std::uint32_t count) {
-    if (!platform::appendWhole(fileHandle->get(), bytes, count))
+void RollingFile::checkFits(std::uint64_t count) const {
+    if (count > maxSize)
+        throw NorqIllegalArgumentException(
+            StringUtils::format(u"Number of bytes to write <%llu> exceeds maximum file size <%u>.", count, maxSize));
+}
+
+std::size_t RollingFile::writeLines(std::span<const std::string_view> lines) {
+    const Guard guard(lock);
+    if (!fileHandle)
+        return 0;
+    const std::string_view first = lines.front();
+    checkFits(first.size());
+    rolloverIfNecessary(static_cast<std::uint32_t>(first.size()));
+    std::uint64_t end = std::uint64_t{size} + first.size();
+    std::size_t fitting = 1;
+    while (fitting < lines.size() && end + lines[fitting].size() <= maxSize)
+        end += lines[fitting++].size();
+    const std::size_t written = platform::appendPieces(fileHandle->get(), lines.first(fitting));
+    for (const std::string_view line : lines.first(written))
+        size += static_cast<std::uint32_t>(line.size());
+    writesSinceRefresh += static_cast<std::int32_t>(written);
+    if (written == 0)
         throw NorqIOException(u"Unable to write file: " + ErrorUtils::getLastErrorDescription());
-    size += count;
-    ++writesSinceRefresh;
-    return count;
+    return written;
 }
 
 void RollingFile::rolloverIfNecessary(std::uint32_t pendingBytes) {
@@ -231,7 +248,7 @@ void RollingFile::updateSize() {
     if (writesSinceRefresh < threshold)
         return;
     std::uint64_t length = 0;
-    if (fileHandle && platform::openFileLength(fileHandle->get(), length))
+    if (fileHandle && platform::descriptorSize(fileHandle->get(), length))
         size = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, UINT32_MAX));
     writesSinceRefresh = 0;
 }

@@ -10,35 +10,28 @@
 
 namespace norq_std {
 
+using norq_std_internal::LogRecord;
 using norq_std_internal::LogRoad;
 
 namespace {
 
 constexpr const WChar* GET_INSTANCE = u"norq_std::StaticLog::getInstance";
 
-/// Hung in behind the log's entry points for good: it finds no log any more once that is gone.
+/// Hung in behind the log's entry points for good: it finds no appenders any more once the log is gone.
 class ConfiguredRoad final : public LogRoad {
 public:
-    void log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
-             const WString& errorId, std::uint64_t threadId, const WString& fileName,
-             std::uint32_t lineNumber) override {
-        if (const StaticLogPtr held = StaticLogInstance::getInstance())
-            held->getLogger().log(priority, function, message, module, errorId, threadId, fileName, lineNumber);
-    }
+    void log(const LogRecord& record) override { StaticLogInstance::send(record); }
     void addAppender(const std::shared_ptr<ILogAppender>& appender) override {
-        if (const StaticLogPtr held = StaticLogInstance::getInstance())
-            held->getLogger().addAppender(appender);
+        const AutoLock<Lock> guard(StaticLogInstance::getLoggerLock());
+        if (StaticLogInstance::getInstance())
+            StaticLogInstance::getLogger().addAppender(appender);
     }
     void removeAppender(const std::shared_ptr<ILogAppender>& appender) override {
-        if (const StaticLogPtr held = StaticLogInstance::getInstance())
-            held->getLogger().removeAppender(appender);
+        StaticLogInstance::getLogger().removeAppender(appender);
     }
 
 protected:
-    void runHeld(const std::function<void()>& body) override {
-        const StaticLogPtr held = StaticLogInstance::getInstance();
-        body();
-    }
+    void runHeld(const std::function<void()>& body) override { StaticLogInstance::runHeld(body); }
 };
 
 LogRoad& configuredRoad() {
@@ -52,6 +45,11 @@ constinit std::atomic<Lock*> StaticLogInstance::singletonLock{nullptr};
 constinit std::atomic<StaticLogInstance*> StaticLogInstance::instance{nullptr};
 constinit std::atomic<bool> StaticLogInstance::destroyed{false};
 constinit std::atomic<const WString*> StaticLogInstance::moduleName{nullptr};
+
+LoggerBase& StaticLogInstance::getLogger() {
+    static LoggerBase& logger = *new LoggerBase;
+    return logger;
+}
 
 StaticLogInstance::StaticLogInstance() = default;
 
@@ -67,6 +65,7 @@ void StaticLogInstance::initInstance(const WString& name) {
     if (destroyed.load() || pointerLock == nullptr || instance.load() != nullptr)
         return;
     try {
+        const AutoLock<Lock> loggerGuard(getLoggerLock());
         const AutoLock<Lock> guard(*pointerLock);
         if (instance.load() != nullptr)
             return;
@@ -89,7 +88,7 @@ void StaticLogInstance::init(const WString& name) {
     config.initialize(name);
     const StaticLogConfig::Appenders& appenders = config.getAppenders();
     for (const auto& [appenderName, appender] : appenders)
-        logger.addAppender(appender);
+        getLogger().addAppender(appender);
     if (appenders.empty())
         NORQ_LOG(DEBUG, u"norq_std::StaticLog::init", u"Logging was not initialized because no appenders were found.");
     else
@@ -121,6 +120,7 @@ void StaticLogInstance::destroyInstance() {
     if (destroyed.exchange(true))
         return;
     LogRoad::setInitialized(false);
+    getLogger().removeAll();
     std::unique_ptr<StaticLogInstance> log;
     if (Lock* const pointerLock = singletonLock.load()) {
         const AutoLock<Lock> guard(*pointerLock);
@@ -155,17 +155,20 @@ void StaticLog::initInstance(const WString& moduleName) { StaticLogInstance::ini
 WString StaticLog::getModuleName() { return StaticLogInstance::getModuleName(); }
 
 WString StaticLog::getConfigPath() {
+    const AutoLock<Lock> guard(StaticLogInstance::getLoggerLock());
     if (const StaticLogPtr held = StaticLogInstance::getInstance())
         return held->getConfig().getConfigPath();
     throw NorqIllegalStateException(u"Log is not initialized.");
 }
 
 void StaticLog::addConfigurationListener(const std::shared_ptr<ConfigurationListener>& listener) {
+    const AutoLock<Lock> guard(StaticLogInstance::getLoggerLock());
     if (const StaticLogPtr held = StaticLogInstance::getInstance())
         held->getConfig().addConfigurationListener(listener);
 }
 
 void StaticLog::removeConfigurationListener(const std::shared_ptr<ConfigurationListener>& listener) {
+    const AutoLock<Lock> guard(StaticLogInstance::getLoggerLock());
     if (const StaticLogPtr held = StaticLogInstance::getInstance())
         held->getConfig().removeConfigurationListener(listener);
 }

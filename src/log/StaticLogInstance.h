@@ -15,8 +15,9 @@ class StaticLogPtr;
 
 /// The configured log behind `StaticLog`: a logger with the appenders of a configuration file.
 ///
-/// There is at most one in the life of a process. Lines are written with two locks held, first that of the pointer to
-/// the object and then the object's own; whatever touches an appender besides takes both, through `getInstance`.
+/// There is at most one in the life of a process. Its logger outlives it, so that a line needs the logger's lock alone.
+/// That lock is taken first: whatever touches an appender besides holds it as well, and so does everything that takes
+/// the two locks of the object, first that of the pointer to it and then its own, through `getInstance`.
 class StaticLogInstance {
 public:
     StaticLogInstance();
@@ -35,7 +36,13 @@ public:
     static void destroyInstance();
     static WString getModuleName();
 
-    LoggerBase& getLogger() { return logger; }
+    /// The logger of the process, which is there before the configured log and after it, without appenders.
+    static LoggerBase& getLogger();
+    static void send(const norq_std_internal::LogRecord& record) { getLogger().log(record); }
+    static void runHeld(const std::function<void()>& body) { getLogger().runHeld(body); }
+    /// The logger's lock.
+    static Lock& getLoggerLock() { return getLogger().lock; }
+
     StaticLogConfig& getConfig() { return config; }
 
 private:
@@ -50,7 +57,6 @@ private:
     static std::atomic<const WString*> moduleName;
 
     Lock lock;
-    LoggerBase logger;
     StaticLogConfig config;
 };
 

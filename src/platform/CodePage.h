@@ -23,4 +23,7 @@ NORQSTD_EXPORT bool decodeCodePage(std::uint32_t codePage, std::string_view byte
 /// a unit (so two for a surrogate pair); in 65001 a lone surrogate is written as U+FFFD.
 NORQSTD_EXPORT bool encodeCodePage(std::uint32_t codePage, std::u16string_view text, std::string& target);
 
+/// The same with code page 0, which has one byte a unit, for a caller that has the room. Gives the end of the bytes.
+unsigned char* encodeDefaultCodePage(std::u16string_view text, unsigned char* target);
+
 } // namespace norq_std_internal::platform

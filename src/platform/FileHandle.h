@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 namespace norq_std_internal::platform {
@@ -87,5 +88,16 @@ NORQSTD_EXPORT int openDescriptor(std::u16string_view path, int flags, std::uint
 NORQSTD_EXPORT std::FILE* openStream(std::u16string_view path, std::u16string_view mode);
 NORQSTD_EXPORT void closeDescriptor(int descriptor) noexcept;
 NORQSTD_EXPORT void closeStream(std::FILE* stream) noexcept;
+
+/// Flags and permissions of a descriptor that reads and appends, for a file made for its owner alone if it is not
+/// there.
+extern const int appendFlags;
+extern const int ownerOnly;
+
+/// Appends the pieces, in one call of the system while they are few: the number of those that are in the file as a
+/// whole. On fewer than all the last error tells why, and of the next nothing is left, unless somebody else has written
+/// to the file as well.
+std::size_t appendPieces(int descriptor, std::span<const std::string_view> pieces) noexcept;
+bool descriptorSize(int descriptor, std::uint64_t& bytes) noexcept;
 
 } // namespace norq_std_internal::platform

@@ -12,9 +12,8 @@ namespace norq_std_internal::platform {
 /// the year is out of range. Any thread may call it.
 NORQSTD_EXPORT bool localTime(std::int64_t seconds, std::tm& result) noexcept;
 
-/// The same for lines of a log: while a thread asks for one and the same second, the zone is not looked at again,
-/// unless `zoneName` was called meanwhile.
-NORQSTD_EXPORT bool repeatedLocalTime(std::int64_t seconds, std::tm& result) noexcept;
+/// Rises when `zoneName` is called: what was kept of local times may be out of date.
+NORQSTD_EXPORT std::uint32_t zoneGeneration() noexcept;
 
 /// The name of standard or daylight-saving time in the process's time zone as it is now, in the encoding of the C
 /// library. Calls must not overlap.

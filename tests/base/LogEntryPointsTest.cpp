@@ -121,14 +121,13 @@ TEST_F(LogEntryPointsTest, ChannelsWriteAtTheirOwnPriorityWithoutATest) {
 /// A road whose every line fails, and which records what it was given.
 class FailingRoad final : public norq_std_internal::LogRoad {
 public:
-    void log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
-             const WString& errorId, std::uint64_t threadId, const WString& fileName,
-             std::uint32_t lineNumber) override {
-        EXPECT_EQ(priority, WARN);
-        EXPECT_EQ(function + u"," + message + u"," + module + u"," + errorId + u"," + fileName,
+    void log(const norq_std_internal::LogRecord& record) override {
+        EXPECT_EQ(record.priority, WARN);
+        EXPECT_EQ(WString(record.function) + u"," + WString(record.message) + u"," + WString(record.module) + u"," +
+                      WString(record.errorId) + u"," + WString(record.fileName),
                   u"ns::f,text 1,Mod,,File.cpp");
-        EXPECT_EQ(threadId, norq_std_internal::currentThreadId());
-        EXPECT_EQ(lineNumber, 12u);
+        EXPECT_EQ(record.threadId, norq_std_internal::currentThreadId());
+        EXPECT_EQ(record.lineNumber, 12u);
         ++lines;
         throw std::runtime_error("road");
     }

@@ -144,9 +144,9 @@ TEST_F(LoggerBaseTest, theReportOfAFailureReachesTheFailingAppenderOnce) {
     public:
         explicit Loop(LoggerBase& target)
             : logger(target) {}
-        void log(LogEventPriority priority, const WString& function, const WString& message, const WString& module,
-                 const WString& errorId, std::uint64_t threadId, const WString& fileName, std::uint32_t line) override {
-            logger.log(priority, function, message, module, errorId, threadId, fileName, line);
+        void log(const norq_std_internal::LogRecord& record) override {
+            logger.log(record.priority, WString(record.function), WString(record.message), WString(record.module),
+                       WString(record.errorId), record.threadId, WString(record.fileName), record.lineNumber);
         }
 
     private:

@@ -17,17 +17,15 @@ public:
         install(nullptr);
     }
 
-    void log(norq_std::LogEventPriority priority, const norq_std::WString& function, const norq_std::WString& message,
-             const norq_std::WString& module, const norq_std::WString& errorId, std::uint64_t threadId,
-             const norq_std::WString& fileName, std::uint32_t lineNumber) override {
-        norq_std::LogEvent event(priority);
-        event.function = function;
-        event.message = message;
-        event.module = module;
-        event.errorId = errorId;
-        event.threadId = threadId;
-        event.fileName = fileName;
-        event.lineNumber = lineNumber;
+    void log(const norq_std_internal::LogRecord& record) override {
+        norq_std::LogEvent event(record.priority);
+        event.function = record.function;
+        event.message = record.message;
+        event.module = record.module;
+        event.errorId = record.errorId;
+        event.threadId = record.threadId;
+        event.fileName = record.fileName;
+        event.lineNumber = record.lineNumber;
         events.push_back(event);
     }
     void addAppender(const std::shared_ptr<norq_std::ILogAppender>& appender) override {

@@ -72,4 +72,9 @@ bool encodeCodePage(std::uint32_t codePage, std::u16string_view text, std::strin
     return table != nullptr;
 }
 
+unsigned char* encodeDefaultCodePage(std::u16string_view text, unsigned char* target) {
+    const char16_t* in = text.data();
+    return CodePageTable::find(DEFAULT_CODE_PAGE)->encode(in, in + text.size(), target, target + text.size());
+}
+
 } // namespace norq_std_internal::platform

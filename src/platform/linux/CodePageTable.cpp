@@ -225,24 +225,28 @@ void CodePageTable::decode(std::string_view bytes, std::u16string& target) const
     }
 }
 
+unsigned char* CodePageTable::encode(const char16_t*& in, const char16_t* end, unsigned char* out,
+                                     unsigned char* outEnd) const {
+    while (in != end && out < outEnd) {
+        const std::size_t run = narrowAscii(in, static_cast<std::size_t>(std::min(end - in, outEnd - out)), out);
+        in += run;
+        out += run;
+        for (; in != end && out < outEnd && *in >= 0x80; ++in) {
+            const std::uint16_t bytes = encodeBlocks[encodeIndex[*in >> 8]][*in & 0xFF];
+            if (bytes > 0xFF)
+                *out++ = static_cast<unsigned char>(bytes >> 8);
+            *out++ = static_cast<unsigned char>(bytes == 0 ? '?' : bytes);
+        }
+    }
+    return out;
+}
+
 void CodePageTable::encode(std::u16string_view text, std::string& target) const {
     const char16_t* in = text.data();
     const char16_t* const end = in + text.size();
     unsigned char chunk[CHUNK];
     while (in != end) {
-        unsigned char* out = chunk;
-        unsigned char* const outEnd = chunk + CHUNK - 1; // room for a second byte
-        while (in != end && out < outEnd) {
-            const std::size_t run = narrowAscii(in, static_cast<std::size_t>(std::min(end - in, outEnd - out)), out);
-            in += run;
-            out += run;
-            for (; in != end && out < outEnd && *in >= 0x80; ++in) {
-                const std::uint16_t bytes = encodeBlocks[encodeIndex[*in >> 8]][*in & 0xFF];
-                if (bytes > 0xFF)
-                    *out++ = static_cast<unsigned char>(bytes >> 8);
-                *out++ = static_cast<unsigned char>(bytes == 0 ? '?' : bytes);
-            }
-        }
+        const unsigned char* const out = encode(in, end, chunk, chunk + CHUNK - 1); // room for a second byte
         target.append(reinterpret_cast<const char*>(chunk), reinterpret_cast<const char*>(out));
     }
 }

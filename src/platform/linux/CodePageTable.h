@@ -17,6 +17,9 @@ public:
 
     void decode(std::string_view bytes, std::u16string& target) const;
     void encode(std::u16string_view text, std::string& target) const;
+    /// Encodes until the text or the room ends; a character of two bytes may need one more than the room. `in` moves
+    /// behind what was read; gives the end of what was written.
+    unsigned char* encode(const char16_t*& in, const char16_t* end, unsigned char* out, unsigned char* outEnd) const;
 
 private:
     friend class CodePageLoader;

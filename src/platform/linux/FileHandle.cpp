@@ -5,11 +5,14 @@
 #include "platform/FileSystem.h"
 #include "platform/NarrowText.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace norq_std_internal::platform {
@@ -138,13 +141,7 @@ bool FileHandle::close() {
     return closed < 0 || ::close(closed) == 0 || errno == EINTR || succeeded(-1);
 }
 
-bool FileHandle::size(std::uint64_t& bytes) const {
-    struct stat status {};
-    if (!succeeded(::fstat(descriptor, &status)))
-        return false;
-    bytes = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
-    return true;
-}
+bool FileHandle::size(std::uint64_t& bytes) const { return descriptorSize(descriptor, bytes); }
 
 std::int64_t FileHandle::read(void* target, std::size_t bytes) {
     const Transferred done = transferAll(bytes, [&](std::size_t from, std::size_t rest) {
@@ -180,6 +177,14 @@ bool FileHandle::reserve(std::uint64_t bytes) {
 }
 
 bool FileHandle::flush() { return succeeded(::fsync(descriptor)); }
+
+bool descriptorSize(int descriptor, std::uint64_t& bytes) noexcept {
+    struct stat status {};
+    if (!succeeded(::fstat(descriptor, &status)))
+        return false;
+    bytes = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return true;
+}
 
 FileHandle openFile(std::u16string_view path, OpenMode mode, bool* created) {
     const std::string native = nativePath(path);
@@ -242,6 +247,66 @@ void closeStream(std::FILE* stream) noexcept {
     const CancellationShield shield;
     if (stream != nullptr)
         std::fclose(stream);
+}
+
+const int appendFlags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC;
+const int ownerOnly = S_IRUSR | S_IWUSR;
+
+namespace {
+
+/// Cuts the beginning of a piece off the end of the file, if it still stands there.
+void takeBack(int descriptor, std::string_view begun) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0 || status.st_size < static_cast<off_t>(begun.size()))
+        return;
+    const off_t begin = status.st_size - static_cast<off_t>(begun.size());
+    std::array<char, 512> found;
+    for (std::size_t done = 0; done < begun.size();) {
+        const std::size_t block = std::min(found.size(), begun.size() - done);
+        const ssize_t got = ::pread(descriptor, found.data(), block, begin + static_cast<off_t>(done));
+        if (got <= 0 || begun.substr(done, static_cast<std::size_t>(got)) !=
+                            std::string_view(found.data(), static_cast<std::size_t>(got)))
+            return;
+        done += static_cast<std::size_t>(got);
+    }
+    static_cast<void>(succeeded(::ftruncate(descriptor, begin)));
+}
+
+/// As `write`, and cheaper where the process has threads: nobody else has to be kept from the position of the
+/// descriptor. It is not used, since the file was opened to append.
+ssize_t appendSome(int descriptor, const iovec* pieces, std::size_t count) {
+    return count == 1 ? ::pwrite(descriptor, pieces->iov_base, pieces->iov_len, 0)
+                      : ::pwritev(descriptor, pieces, static_cast<int>(count), 0);
+}
+
+} // namespace
+
+std::size_t appendPieces(int descriptor, std::span<const std::string_view> pieces) noexcept {
+    std::array<iovec, 64> rest;
+    std::size_t appended = 0; // pieces
+    std::size_t begun = 0;    // bytes of the next piece
+    while (appended < pieces.size()) {
+        if (pieces[appended].empty()) {
+            ++appended;
+            continue;
+        }
+        const std::size_t count = std::min(rest.size(), pieces.size() - appended);
+        for (std::size_t i = 0; i < count; ++i)
+            rest[i] = {const_cast<char*>(pieces[appended + i].data()), pieces[appended + i].size()};
+        rest[0] = {static_cast<char*>(rest[0].iov_base) + begun, rest[0].iov_len - begun};
+        const ssize_t written = appendSome(descriptor, rest.data(), count);
+        if (written > 0) {
+            begun += static_cast<std::size_t>(written);
+            while (appended < pieces.size() && begun >= pieces[appended].size())
+                begun -= pieces[appended++].size();
+        } else if (written == 0 || errno != EINTR) {
+            const int error = written == 0 ? ENOSPC : errno;
+            takeBack(descriptor, pieces[appended].substr(0, begun));
+            setLastError(errorFromNative(error));
+            return appended;
+        }
+    }
+    return appended;
 }
 
 } // namespace norq_std_internal::platform
