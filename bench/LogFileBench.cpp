@@ -5,11 +5,14 @@
 // With NORQSTD_LATENCY=FILE the program writes how long single calls took, as "implementation,nanoseconds,calls", while
 // files of 1 MiB roll (and ours are compressed), in place of the benchmarks; scripts/latency-picture draws that.
 
+#include "base/AutoRegisterClass.h"
+#include "base/Functor.h"
 #include "base/LogMacros.h"
 #include "base/StringUtils.h"
 #include "log/CompressedRollingFileAppender.h"
 #include "log/LogFileFilter.h"
 #include "log/NorqLogLayout.h"
+#include "log/RollingFileAppender.h"
 #include "system/Paths.h"
 
 #include <Poco/AutoPtr.h>
@@ -61,29 +64,50 @@ const fs::path& folder() {
 
 // ---- each makes a statement that writes one line
 
+/// Stands in the configuration, which must name an appender, until the log runs.
+class Bootstrap : public norq_std::ILogAppender, public norq_std::AutoRegisterClass<Bootstrap> {
+public:
+    Bootstrap()
+        : ILogAppender(nullptr, nullptr) {}
+    norq_std::WString getClassName() const override { return u"bench.Bootstrap"; }
+    Bootstrap* newInstance(const Properties&) const override { return configured = new Bootstrap; }
+
+    static inline Bootstrap* configured = nullptr;
+
+protected:
+    void localAppend(const norq_std::LogEvent&) override {}
+    void localAppend(const norq_std::WString&) override {}
+};
+
+/// Starts our log, which has threads of its own. The rows of the others run in the same process, as in a service: a
+/// write costs a little more where there are threads.
+void startLog() {
+    using namespace norq_std;
+    const fs::path config = folder() / "config"; // apart: whoever writes beside it wakes its watcher
+    fs::create_directory(config);
+    std::ofstream(config / "bench.cfg") << "[Debug Log]\nThreshold=INFO\n[Log Appenders]\n"
+                                           "appender.none.class=bench.Bootstrap\n"
+                                           "appender.none.filter=norq_std.LogFileFilter\n";
+    Bootstrap::registerClass();
+    Paths::getInstance()->setPath(u"System Config Path Key", config.u16string());
+    StaticLog::initInstance(u"bench");
+    StaticLog::removeAppender(std::shared_ptr<ILogAppender>(Bootstrap::configured, null_deleter()));
+}
+
+std::shared_ptr<norq_std::ILogAppender> ring; // ours
+
+/// A ring with the properties of a configuration, added by hand, since the sizes change.
+template <class Ring>
 Statement ours(std::size_t size) {
     using namespace norq_std;
-    static std::shared_ptr<ILogAppender> current;
-    static std::once_flag started;
-    std::call_once(started, [] {
-        // The appender under measurement is added by hand: the sizes change.
-        const fs::path config = folder() / "config"; // apart: whoever writes beside it wakes its watcher
-        fs::create_directory(config);
-        std::ofstream(config / "bench.cfg") << "[Debug Log]\nThreshold=INFO\n[Log Appenders]\n"
-                                               "appender.none.class=norq_std.OutputDebugAppender\n"
-                                               "appender.none.filter=norq_std.LogFileFilter\n";
-        Paths::getInstance()->setPath(u"System Config Path Key", config.u16string());
-        StaticLog::initInstance(u"bench");
-    });
-    if (current)
-        StaticLog::removeAppender(current);
-    current.reset(CompressedRollingFileAppender().newInstance(
-        {{u"path", (folder() / ("ours" + std::to_string(size) + ".log")).u16string()},
-         {u"size", norq_std::StringUtils::format(u"%u", size)},
-         {u"files", u"4"}}));
-    current->setFilter(std::make_shared<LogFileFilter>());
-    current->setLayout(std::make_shared<NorqLogLayout>());
-    StaticLog::addAppender(current);
+    if (ring)
+        StaticLog::removeAppender(ring);
+    ring.reset(Ring().newInstance({{u"path", (folder() / ("ours" + std::to_string(size) + ".log")).u16string()},
+                                   {u"size", norq_std::StringUtils::format(u"%u", size)},
+                                   {u"files", u"4"}}));
+    ring->setFilter(std::make_shared<LogFileFilter>());
+    ring->setLayout(std::make_shared<NorqLogLayout>());
+    StaticLog::addAppender(ring);
     return [] {
         NORQ_LOG(INFO, u"bench::ours", u"Request %d of client <%ls> was answered in %d microseconds.", 4711,
                  u"host-17.example", 815);
@@ -197,7 +221,8 @@ struct Implementation {
 };
 
 constexpr Implementation IMPLEMENTATIONS[] = {
-    {"ours", ours, true},
+    {"ours", ours<norq_std::RollingFileAppender>, true},
+    {"ours_compressed", ours<norq_std::CompressedRollingFileAppender>, true},
     {"spdlog", spdlogRotating, true},
     {"log4cxx", log4cxxRolling, true},
     {"glog", glogUnbuffered, true},
@@ -258,6 +283,7 @@ void writeLatencies(const char* path) {
 } // namespace
 
 int main(int argc, char** argv) {
+    startLog();
     if (const char* const path = std::getenv("NORQSTD_LATENCY")) {
         writeLatencies(path);
     } else {
