@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +13,7 @@ namespace norq_std_internal {
 ///
 /// Lines come many a second, so the text is kept and only its milliseconds are written anew: the zone is looked at
 /// again for another second, or after a change of it that `platform::zoneName` has told. One thread at a time.
-class LogTimeText {
+class NORQSTD_EXPORT LogTimeText {
 public:
     static constexpr std::size_t longest = 48;
 

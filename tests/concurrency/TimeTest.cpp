@@ -11,7 +11,7 @@
 #include "concurrency/TimeSpec.h"
 #include "concurrency/TimeUtils.h"
 #include "exception/NorqException.h"
-#include "platform/LocalTime.h"
+#include "internal/LogTimeText.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -100,18 +100,17 @@ TEST(TimeUtilsTest, LocalTimeFollowsZoneAndSummerTime) {
     EXPECT_EQ(TimeUtils::getDSTZone(), u"CEST");
 }
 
-TEST(TimeUtilsTest, RepeatedLocalTimeFollowsSecondsAndZone) {
-    Zone zone("UTC0");
-    TimeUtils::getTimezone();
-    std::tm local{};
-    for (const std::int64_t seconds : {59, 59, 60, 61, 59}) {
-        ASSERT_TRUE(norq_std_internal::platform::repeatedLocalTime(seconds, local));
-        EXPECT_EQ(local.tm_min * 60 + local.tm_sec, seconds);
-    }
+TEST(TimeUtilsTest, TimeOfALogLineFollowsSecondsAndZone) {
+    Zone zone(CENTRAL_EUROPE);
+    TimeUtils::getTimezone(); // tells of the change
+    norq_std_internal::LogTimeText text;
+    EXPECT_EQ(text.of(1'711'846'799, 7), "2024-03-31 01:59:59:007 ");
+    EXPECT_EQ(text.of(1'711'846'799, 999), "2024-03-31 01:59:59:999 ");
+    EXPECT_EQ(text.of(1'711'846'800, 0), "2024-03-31 03:00:00:000 ");
+    EXPECT_EQ(text.of(1'711'846'799, 10), "2024-03-31 01:59:59:010 ");
     zone.set("EST5");
     TimeUtils::getTimezone();
-    ASSERT_TRUE(norq_std_internal::platform::repeatedLocalTime(59, local));
-    EXPECT_EQ(local.tm_hour, 19);
+    EXPECT_EQ(text.of(1'711'846'799, 10), "2024-03-30 19:59:59:010 ");
 }
 
 TEST(TimeUtilsTest, FormatReplacesMillisecondsAndLimitsLength) {
