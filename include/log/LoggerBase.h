@@ -63,6 +63,7 @@ private:
     void removeAll();
     void runHeld(const std::function<void()>& body);
 
+    void logInTurn(Statement& statement);
     bool waitForTurn(Statement& statement) NORQ_TRY_ACQUIRE(true, lock);
     void take(Statement& own, bool byEvents) NORQ_REQUIRES(lock);
     void finishTurn(Statement* first, const Statement& own) NORQ_REQUIRES(lock);

@@ -207,13 +207,22 @@ void LoggerBase::log(LogEventPriority priority, const WString& function, const W
     statement.prepare(likely);
     if (likely & EVENT)
         lock.lock();
-    else if (!lock.tryLock() && !waitForTurn(statement))
-        return;
+    else if (!lock.tryLock())
+        return logInTurn(statement);
     const std::lock_guard<Lock> guard(lock, std::adopt_lock);
     take(statement, (likely & EVENT) != 0);
 }
 
-[[gnu::noinline]] bool LoggerBase::waitForTurn(Statement& statement) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+[[gnu::noinline]] void LoggerBase::logInTurn(Statement& statement) NORQ_NO_THREAD_SAFETY_ANALYSIS {
+    // While the statement is in the list, its thread must not go.
+    const norq_std_internal::platform::CancellationShield shield;
+    if (!waitForTurn(statement))
+        return;
+    const std::lock_guard<Lock> guard(lock, std::adopt_lock);
+    take(statement, false);
+}
+
+bool LoggerBase::waitForTurn(Statement& statement) NORQ_NO_THREAD_SAFETY_ANALYSIS {
     statement.listed = true;
     statement.next = waiting.load(std::memory_order_relaxed);
     while (!waiting.compare_exchange_weak(statement.next, &statement, std::memory_order_release,
