@@ -87,7 +87,7 @@ private:
         Message exchange(const Message& message) override {
             try {
                 world.pass<Cut>();
-                const Message answer = world.answer(index, agent, message);
+                Message answer = world.answer(index, agent, message);
                 world.pass<Cut>();
                 return answer;
             } catch (const Cut&) {
@@ -255,9 +255,8 @@ TEST_F(DeliveryTest, theStateComesBackAsItWas) {
         EXPECT_EQ(state.placesOf(place.path).size(), 16u);
         EXPECT_EQ(state.placesOf(place.path).front().inode, 184u);
     }
-    for (const char* const wrong :
-         {"", "{}", "[1]", "{\"agent\":\"../x\",\"sequence\":\"1\",\"collectors\":{},\"places\":[]}",
-          "{\"agent\":\"x\",\"sequence\":1,\"collectors\":{},\"places\":[]}"}) {
+    for (const char* const wrong : {"", "{}", "[1]", R"({"agent":"../x","sequence":"1","collectors":{},"places":[]})",
+                                    R"({"agent":"x","sequence":1,"collectors":{},"places":[]})"}) {
         std::ofstream(path + "/delivery.json") << wrong;
         EXPECT_THROW(DeliveryState{path}, std::runtime_error) << wrong;
     }

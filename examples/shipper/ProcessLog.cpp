@@ -22,7 +22,8 @@ void startLog(const std::string& settingsFile) {
     const auto wide = [](const fs::path& path) { return norq_std::UtfUtils::utf8ToUtf16(path.string()); };
     const auto paths = norq_std::Paths::getInstance();
     paths->setPath(u"System Config Path Key", wide(file.parent_path()));
-    const char* const logsDirectory = std::getenv("LOGS_DIRECTORY"); // of a service of systemd
+    // Of a service of systemd. NOLINTNEXTLINE(concurrency-mt-unsafe): read once, at start
+    const char* const logsDirectory = std::getenv("LOGS_DIRECTORY");
     paths->setPath(u"System Log Path Key", wide(logsDirectory ? logsDirectory : file.parent_path() / "log"));
     norq_std::StaticLog::initInstance(wide(file.stem()));
 }

@@ -14,6 +14,7 @@ namespace shipper {
 ShipperService::ShipperService(const Options& commandLine)
     : options(commandLine) {
     // By hand it runs in the foreground, asked or not: the manager gives a socket to those that it started.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, at start
     if (options.foreground || std::getenv("NOTIFY_SOCKET") == nullptr) {
         const char* const arguments[] = {"shipper", "-F"};
         parseArguments(2, arguments);

@@ -443,6 +443,7 @@ TEST_F(AgentTest, endsByTheNamedStopOfAnotherProcess) {
 }
 
 TEST_F(AgentTest, isAServiceOfSystemd) {
+    // NOLINTBEGIN(concurrency-mt-unsafe): this process has no other thread
     EXPECT_EQ(std::system("systemd-analyze verify " SHIPPER_UNIT), 0);
 
     const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -467,6 +468,7 @@ TEST_F(AgentTest, isAServiceOfSystemd) {
                "appender.a.filter=norq_std.LogFileFilter\nappender.a.layout=norq_std.NorqLogLayout\n");
     unsetenv("NOTIFY_SOCKET");
     unsetenv("LOGS_DIRECTORY");
+    // NOLINTEND(concurrency-mt-unsafe)
     untilTold("READY=1");
     untilShipped(1);
     append("log", "2\n");

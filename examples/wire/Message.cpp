@@ -45,7 +45,7 @@ std::shared_ptr<JsonObject> parse(const std::string& payload) {
     } catch (const norq_std::NorqException&) { // what it says quotes the text of a stranger
     } catch (const std::exception&) {
     }
-    const auto object = std::dynamic_pointer_cast<JsonObject>(value);
+    auto object = std::dynamic_pointer_cast<JsonObject>(value);
     if (!object)
         throw ProtocolError("a message that is not a JSON object");
     return object;

@@ -53,7 +53,7 @@ TEST(FrameTest, aLengthThatCannotBeIsRefusedBeforeItsBytesCome) {
 TEST(MessageTest, aBatchArrivesAsItWasSentUpToTheLongestFrame) {
     norq_std_internal::ConvertUTF::setMaxStringSize(16 * 1024 * 1024);
     Message sent{Message::Type::Batch, {}, wire::MAX_SEQUENCE, wire::MAX_SEQUENCE - 1, {}};
-    sent.events = {"{\"line\":1,\"text\":\"p\xc3\xa4 \\\"1\\\" \xf0\x9f\x98\x80 \\t\"}", "{}"};
+    sent.events = {R"({"line":1,"text":"pä \"1\" 😀 \t"})", "{}"};
     sent.events.push_back("{\"text\":\"" + std::string(wire::MAX_FRAME_BYTES - 300, 'x') + "\"}");
     const Message got = decode(payloadOf(encode(sent)));
     EXPECT_EQ(got.type, sent.type);

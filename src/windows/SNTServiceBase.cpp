@@ -151,6 +151,8 @@ int SNTServiceBase::Uninstall() {
 int SNTServiceBase::ParseStandardArgs(int argc, const char* const* argv) {
     std::vector<WString> texts;
     std::vector<const WChar*> arguments;
+    texts.reserve(static_cast<std::size_t>(std::max(argc, 0)));
+    arguments.reserve(texts.capacity());
     for (int i = 0; i < argc; ++i)
         texts.push_back(norq_std::EncodingUtils::convertUtf8ToUnicode(argv[i]));
     for (const WString& text : texts)
