@@ -4,8 +4,11 @@
 #include "DeliveryState.h"
 #include "FollowedFile.h"
 
+#include "thread/Thread.h"
+
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -18,6 +21,8 @@ namespace shipper {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr int MOST_LOOKS = 200;
 
 constexpr const norq_std::WChar* RESUME = u"shipper::FollowedFile::resume";
 constexpr const norq_std::WChar* OPEN_BETWEEN = u"shipper::FollowedFile::openBetween";
@@ -78,13 +83,44 @@ bool isRotatedName(std::string_view name, std::string_view leaf) {
     return name.find_first_not_of("0123456789-_.:TZ", leaf.size()) == std::string_view::npos;
 }
 
-std::vector<fs::path> filesBeside(const std::string& path) {
-    std::vector<fs::path> files;
+using FoundFiles = std::vector<std::pair<fs::path, OpenFile>>;
+
+FoundFiles openFilesOnce(const fs::path& folder, const std::function<bool(const std::string&)>& isWanted) {
+    FoundFiles files;
     std::error_code failure;
-    const fs::path folder = fs::path(path).parent_path();
-    for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, failure))
-        files.push_back(entry.path());
+    for (const auto& entry : fs::directory_iterator(folder, failure)) {
+        if (!isWanted(entry.path().filename().string()))
+            continue;
+        if (OpenFile file(entry.path()); file.isSound)
+            files.emplace_back(entry.path(), std::move(file));
+    }
+    std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     return files;
+}
+
+/// The files of the path's folder with such names, open. While somebody renames them, a look at a folder can miss one
+/// or see one twice: so it looks until two looks give the same and the folder has not changed meanwhile.
+FoundFiles openFilesBeside(const std::string& path, const std::function<bool(const std::string&)>& isWanted) {
+    const fs::path parent = fs::path(path).parent_path();
+    const fs::path folder = parent.empty() ? "." : parent;
+    const auto timeOf = [&] {
+        std::error_code failure;
+        return fs::last_write_time(folder, failure);
+    };
+    const auto isSame = [](const FoundFiles& a, const FoundFiles& b) {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
+            return x.first == y.first && x.second.status.st_dev == y.second.status.st_dev &&
+                   x.second.status.st_ino == y.second.status.st_ino;
+        });
+    };
+    for (int look = 0;; ++look) {
+        const auto begin = timeOf();
+        FoundFiles first = openFilesOnce(folder, isWanted);
+        FoundFiles second = openFilesOnce(folder, isWanted);
+        if ((isSame(first, second) && timeOf() == begin) || look == MOST_LOOKS)
+            return second;
+        norq_std::Thread::sleep(1); // whoever renames comes to an end
+    }
 }
 
 } // namespace
@@ -126,14 +162,10 @@ void FollowedFile::resume() {
 }
 
 std::unique_ptr<FollowedFile::Reading> FollowedFile::reopen(const SourcePlace& place) const {
-    std::vector<fs::path> names = filesBeside(path);
-    names.insert(names.begin(), path); // where it is most likely
-    for (const fs::path& name : names) {
-        struct stat status {};
-        if (stat(name.c_str(), &status) != 0 || !place.isFile(status.st_dev, status.st_ino))
-            continue;
-        OpenFile file(name);
-        if (!file.isSound || !file.isFile(place))
+    const std::string leaf = fs::path(path).filename().string();
+    for (auto& [name, file] :
+         openFilesBeside(path, [&](const std::string& other) { return other.starts_with(leaf); })) {
+        if (!file.isFile(place))
             continue;
         if (!hasWhatWasRead(file, place))
             return nullptr;
@@ -167,13 +199,12 @@ FollowedFile::Readings FollowedFile::openBetween(const Reading& before, int afte
     const auto timeOf = [](const struct stat& status) {
         return std::pair<std::int64_t, std::int64_t>(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
     };
-    for (const fs::path& name : filesBeside(path)) {
-        if (!isRotatedName(name.filename().string(), fs::path(path).filename().string()))
-            continue;
-        OpenFile file(name);
+    const std::string leaf = fs::path(path).filename().string();
+    for (auto& [name, file] :
+         openFilesBeside(path, [&](const std::string& other) { return isRotatedName(other, leaf); })) {
         const bool isLater = file.status.st_dev == later.st_dev && file.status.st_ino == later.st_ino;
-        if (file.isSound && !isLater && timeOf(file.status) >= timeOf(earlier) &&
-            timeOf(file.status) <= timeOf(later) && !isKnown(file))
+        if (!isLater && timeOf(file.status) >= timeOf(earlier) && timeOf(file.status) <= timeOf(later) &&
+            !isKnown(file))
             candidates.emplace_back(timeOf(file.status), name, std::move(file));
     }
     std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
