@@ -94,7 +94,7 @@ TEST_F(CollectorTest, whatIsNotTheProtocolEndsItsConnectionAndNoOther) {
     for (const std::string& hostile :
          {"GET / HTTP/1.1\r\n\r\n"s, "\0\0\0\0"s, "\xff\xff\xff\xff"s, wire::makeFrame("{}"), wire::makeFrame("\xff"),
           wire::encode(Message::ping()), wire::encode(batch(1, 0)), wire::encode(Message::welcome("x")),
-          wire::makeFrame("{\"type\":\"hello\",\"id\":\"../good\"}")}) {
+          wire::makeFrame(R"({"type":"hello","id":"../good"})")}) {
         Client client(*server);
         client.send(hostile);
         EXPECT_EQ(client.receive(), nullptr) << hostile;

@@ -53,7 +53,7 @@ norq_std::WString CollectorConnection::useServiceConnectionInfo(int index) {
 }
 
 std::shared_ptr<CollectorSession> CollectorConnection::open(const wire::Endpoint& endpoint) {
-    const auto next = std::make_shared<CollectorSession>(context, endpoint, lost);
+    auto next = std::make_shared<CollectorSession>(context, endpoint, lost);
     next->open(CONNECT_MS);
     return next;
 }

@@ -32,9 +32,9 @@ public:
         const platform::CancellationShield shield;
         const platform::SuspensionShield noSuspension;
         try {
-            if (LogRoad* const road = installed();
-                road != nullptr && norq_std::StaticLog::initialized.load(std::memory_order_acquire)) [[likely]]
-                road->log(record);
+            if (LogRoad* const current = installed();
+                current != nullptr && norq_std::StaticLog::initialized.load(std::memory_order_acquire)) [[likely]]
+                current->log(record);
             else
                 sendUnconfigured(record);
         } catch (abi::__forced_unwind&) {

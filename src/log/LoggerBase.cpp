@@ -302,7 +302,8 @@ void LoggerBase::deliver(Statement& statement) {
     for (const Recipient& recipient : *current) {
         const Need need = recipient.need(record.priority);
         needed |= need;
-        guarded(failure, [&] {
+        // The analysis does not see in here that the lock is held.
+        guarded(failure, [&]() NORQ_NO_THREAD_SAFETY_ANALYSIS {
             if (need == EVENT) {
                 if (!event)
                     event = makeEvent(record, now);

@@ -43,9 +43,7 @@ std::mutex& handlesMutex() {
 std::uint32_t numberOf(void* handle) { return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle)); }
 
 /// What must go on while a worker stands: the log. The heap is seen to below.
-void probeLog() {
-    LogRoad::whileHeld([] {});
-}
+constexpr auto probeLog = [] { LogRoad::whileHeld([] {}); };
 
 void controlOfManager(std::uint32_t control, std::uint32_t, void*, void*) { SNTServiceBase::Handler(control); }
 
@@ -330,7 +328,7 @@ void SNTServiceBase::SignalStop() {
 
 void SNTServiceBase::Handler(std::uint32_t control) {
     if (SNTServiceBase* const self = _instance) {
-        const platform::SuspensionRelief relief(self->GetWorker(), &probeLog);
+        const platform::SuspensionRelief relief(self->GetWorker(), probeLog);
         self->HandleControl(control);
     }
 }
@@ -359,7 +357,7 @@ void SNTServiceBase::HandleControl(std::uint32_t control) {
         if (control < 128 || OnUserControl(control) == 0)
             NTServiceLogger::getInstance().SL2001(function);
     }
-    const platform::SuspensionRelief relief(GetWorker(), &probeLog); // of one that was stopped just now
+    const platform::SuspensionRelief relief(GetWorker(), probeLog); // of one that was stopped just now
     NORQ_LOG(norq_std::TRACE, u"SNTServiceBase::Handler", u"End with Updated status (%lu, %lu)", numberOf(statusHandle),
              std::uint32_t{currentState});
 }
@@ -381,8 +379,8 @@ void SNTServiceBase::HandlePause() {
     OnPause();
     const Worker worker = GetWorker();
     if (worker)
-        worker->suspend(&probeLog);
-    const platform::SuspensionRelief relief(worker, &probeLog);
+        worker->suspend(probeLog);
+    const platform::SuspensionRelief relief(worker, probeLog);
     SetStatus(norq_std::SERVICE_PAUSED);
     NTServiceLogger::getInstance().SL4028(u"SNTServiceBase::Handler");
 }
