@@ -54,7 +54,7 @@ TEST(MessageTest, aBatchArrivesAsItWasSentUpToTheLongestFrame) {
     norq_std_internal::ConvertUTF::setMaxStringSize(16 * 1024 * 1024);
     Message sent{Message::Type::Batch, {}, wire::MAX_SEQUENCE, wire::MAX_SEQUENCE - 1, {}};
     sent.events = {R"({"line":1,"text":"pä \"1\" 😀 \t"})", "{}"};
-    sent.events.push_back("{\"text\":\"" + std::string(wire::MAX_FRAME_BYTES - 300, 'x') + "\"}");
+    sent.events.push_back(R"({"text":")" + std::string(wire::MAX_FRAME_BYTES - 300, 'x') + "\"}");
     const Message got = decode(payloadOf(encode(sent)));
     EXPECT_EQ(got.type, sent.type);
     EXPECT_EQ(got.sequence, sent.sequence);
