@@ -82,10 +82,8 @@ FollowedFile::FollowedFile(std::string filePath, BatchQueue& batches, const Plac
     : path(std::move(filePath))
     , source(std::make_shared<norq_std::WString>(decode(path.c_str(), path.size()).text))
     , queue(batches)
-    , keeper(placeKeeper) {
-    if (keeper)
-        resume();
-}
+    , keeper(placeKeeper)
+    , isResumed(keeper == nullptr) {}
 
 FollowedFile::~FollowedFile() = default;
 
@@ -129,6 +127,8 @@ void FollowedFile::makeOld(std::unique_ptr<Reading> reading) {
 }
 
 void FollowedFile::update() {
+    if (!std::exchange(isResumed, true)) // not when it is made: what there is to read may be more than the queue takes
+        resume();
     if (current && !current->isAt(path)) {
         SHIPPER_SAY(norq_std::INFO, UPDATE, path + " was rotated");
         makeOld(std::move(current));

@@ -94,6 +94,7 @@ private:
     const std::shared_ptr<const norq_std::WString> source;
     BatchQueue& queue;
     const PlaceKeeper* const keeper;
+    bool isResumed;
     std::unique_ptr<Reading> current;
     std::unique_ptr<Reading> old;
     int openError = 0; ///< that was told already
