@@ -58,8 +58,11 @@ void disturb() {
     struct sigaction action {};
     action.sa_flags = SA_RESTART;
     action.sa_handler = [](int) {
+        int state = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state); // a sleep would let a cancellation in, anywhere
         const timespec moment{0, 20'000};
         nanosleep(&moment, nullptr);
+        pthread_setcancelstate(state, &state);
     };
     sigaction(SIGUSR1, &action, nullptr);
     for (;;)
