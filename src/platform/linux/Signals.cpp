@@ -50,6 +50,16 @@ Origin originOf(int signal, const siginfo_t& info) {
     return sent && info.si_pid == ::getpid() ? Origin::Self : Origin::Elsewhere;
 }
 
+void raiseUnblocked(int signal) {
+    sigset_t own;
+    sigemptyset(&own);
+    sigaddset(&own, signal);
+    sigset_t blocked;
+    pthread_sigmask(SIG_UNBLOCK, &own, &blocked);
+    ::raise(signal);
+    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+}
+
 /// Returns where the default action does not end the process, which is so for the first process of a container.
 void actByDefault(int signal, Origin origin) {
     struct sigaction byDefault {};
@@ -58,13 +68,7 @@ void actByDefault(int signal, Origin origin) {
     ::sigaction(signal, &byDefault, &ours);
     if (origin == Origin::Processor) // it happens again when the handler returns
         return;
-    sigset_t own;
-    sigemptyset(&own);
-    sigaddset(&own, signal);
-    sigset_t blocked;
-    pthread_sigmask(SIG_UNBLOCK, &own, &blocked);
-    ::raise(signal);
-    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+    raiseUnblocked(signal);
     ::sigaction(signal, &ours, nullptr);
 }
 
@@ -198,13 +202,7 @@ void raiseSignal(int signal) {
     }
     if (action == SIG_IGN)
         return;
-    sigset_t own;
-    sigemptyset(&own);
-    sigaddset(&own, signal);
-    sigset_t blocked;
-    pthread_sigmask(SIG_UNBLOCK, &own, &blocked);
-    ::raise(signal);
-    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+    raiseUnblocked(signal);
 }
 
 bool watchTerminalSignal(int signal) {
