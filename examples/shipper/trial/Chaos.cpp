@@ -17,7 +17,8 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t COLLECTORS = 3;
-constexpr int KEPT_FILES = 60; // more than roll over while the agent is down
+constexpr int KEPT_FILES =
+    2000; // more than roll over while the agent is down, or behind: a sanitizer slows it, not the writer
 
 std::string textOf(std::uint64_t number) {
     return "2024-03-07 09:05:02 line " + std::to_string(number) + " p\xc3\xa4yload " +
