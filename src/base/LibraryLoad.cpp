@@ -10,6 +10,7 @@ void LibraryLoad::attach() {
     SingletonManager::initLocks();
     initLogLocks();
     registerSystemClasses();
+    registerPrefsClasses();
     registerLogClasses();
 }
 

@@ -23,5 +23,7 @@ void registerLogClasses();
 void destroyLog();
 /// Paths.
 void registerSystemClasses();
+/// Factories of preferences.
+void registerPrefsClasses();
 
 } // namespace norq_std_internal
