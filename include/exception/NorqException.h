@@ -62,6 +62,8 @@ public:
     static void installHandler();
 
 private:
+    friend class NorqJNIException; // whose message and stack trace come from Java
+
     WString generateStackTraceString() const;
 
     WString message;
@@ -72,7 +74,7 @@ private:
     KeyValues keyValues;
 };
 
-// The classes of the family differ in name and base alone.
+// The classes of the family differ in name and base alone, but for NorqJNIException, which stands in jni.
 #define NORQSTD_DECLARE_EXCEPTION(Name, Base)                                                                          \
     class NORQSTD_EXPORT Name : public Base {                                                                          \
     public:                                                                                                            \
@@ -96,7 +98,6 @@ NORQSTD_DECLARE_EXCEPTION(NorqAccessException, NorqException);
 NORQSTD_DECLARE_EXCEPTION(NorqUnknownException, NorqRuntimeException);
 NORQSTD_DECLARE_EXCEPTION(NorqBufferOverflowException, NorqException);
 NORQSTD_DECLARE_EXCEPTION(NorqBufferUnderflowException, NorqException);
-NORQSTD_DECLARE_EXCEPTION(NorqJNIException, NorqException);
 NORQSTD_DECLARE_EXCEPTION(NorqTimeoutException, NorqException);
 NORQSTD_DECLARE_EXCEPTION(NorqOutOfResourcesException, NorqException);
 NORQSTD_DECLARE_EXCEPTION(NorqUnsupportedOperationException, NorqException);

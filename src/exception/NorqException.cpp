@@ -180,7 +180,6 @@ NORQSTD_DEFINE_EXCEPTION(NorqAccessException, NorqException, u"com.vantrell.exce
 NORQSTD_DEFINE_EXCEPTION(NorqUnknownException, NorqRuntimeException, u"com.vantrell.exception")
 NORQSTD_DEFINE_EXCEPTION(NorqBufferOverflowException, NorqException, u"com.vantrell.exception")
 NORQSTD_DEFINE_EXCEPTION(NorqBufferUnderflowException, NorqException, u"com.vantrell.exception")
-NORQSTD_DEFINE_EXCEPTION(NorqJNIException, NorqException, u"com.vantrell.exception")
 NORQSTD_DEFINE_EXCEPTION(NorqTimeoutException, NorqException, u"com.vantrell.exception")
 NORQSTD_DEFINE_EXCEPTION(NorqOutOfResourcesException, NorqException, u"com.vantrell.exception")
 NORQSTD_DEFINE_EXCEPTION(NorqUnsupportedOperationException, NorqException, u"com.vantrell.exception")

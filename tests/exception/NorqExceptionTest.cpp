@@ -1,4 +1,5 @@
 #include "exception/NorqException.h"
+#include "jni/NorqJNIException.h"
 #include "support/DebugCapture.h"
 
 #include <gtest/gtest.h>
