@@ -1,0 +1,57 @@
+#include "jni/NativeCall.h"
+
+#include "base/ContextLogMessage.h"
+#include "base/StaticLog.h"
+#include "exception/NorqException.h"
+#include "jni/JniUtils.h"
+
+using namespace norq_std;
+
+namespace norq_std_internal {
+namespace {
+
+void logThrown(const WChar* function, const WChar* name) {
+    if (StaticLog::isThresholdOn(DEBUG))
+        ContextLogMessage(function, DEBUG, u"NorqStd", u"NativeCall.cpp", __LINE__).log(u"%ls thrown.", name);
+}
+
+WString readText(JNIEnv* env, jstring argument, const WChar* messageIfEmpty) {
+    WString text = getJniString(env, argument);
+    if (text.empty())
+        throw EmptyArgument{messageIfEmpty};
+    return text;
+}
+
+} // namespace
+
+WString readParentKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Parent key is empty."); }
+
+WString readKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Key is empty."); }
+
+void throwToJava(JNIEnv* env, const WChar* function) {
+    try {
+        throw;
+    } catch (const EmptyArgument& failure) {
+        throwIllegalArgumentException(env, failure.message, false);
+    } catch (const NorqIllegalArgumentException& failure) {
+        throwIllegalArgumentException(env, failure.getMessage(), false);
+        logThrown(function, u"IllegalArgumentException");
+    } catch (const NorqIllegalStateException& failure) {
+        throwIllegalStateException(env, failure.getMessage(), false);
+        logThrown(function, u"IllegalStateException");
+    } catch (const NorqAccessException& failure) {
+        throwSecurityException(env, failure.getMessage(), false);
+        logThrown(function, u"SecurityException");
+    } catch (const NorqRuntimeException& failure) { // an unknown one too
+        throwRuntimeException(env, failure.getMessage(), false);
+        logThrown(function, u"RuntimeException");
+    } catch (const NorqException& failure) {
+        throwException(env, failure.getMessage(), false);
+        logThrown(function, u"Exception");
+    } catch (...) {
+        throwRuntimeException(env, u"Unknown error encountered.", false);
+        logThrown(function, u"RuntimeException");
+    }
+}
+
+} // namespace norq_std_internal
