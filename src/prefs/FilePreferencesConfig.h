@@ -1,0 +1,36 @@
+#pragma once
+
+#include "config/NorqConfig.h"
+#include "prefs/FilePreferences.h"
+
+namespace norq_std {
+
+/// The configuration of a node, which reads a changed file under the node's lock: no put, flush or sync of this process
+/// comes between the reading and the taking over, and undoes it or is undone.
+class FilePreferences::NodeConfig final : public NorqConfig {
+public:
+    NodeConfig(FilePreferences& owningNode, const WString& file)
+        : NorqConfig(file)
+        , owner(owningNode) {}
+    ~NodeConfig() override { endWatching(); }
+
+    void onFileDeleted(const File&) override { pass(true); }
+    void onFileCreated(const File&) override { pass(false); }
+    void onFileContentChange(const File&) override { pass(false); }
+
+    /// Under the node's lock.
+    void follow(bool deleted) { checkFileForChanges(deleted); }
+
+private:
+    /// The node may lose its last other owner meanwhile. It then ends with this function, and this object with it, when
+    /// nothing here is used any more.
+    void pass(bool deleted) {
+        const auto node = owner.weak_from_this().lock();
+        if (node != nullptr)
+            static_cast<FilePreferences&>(*node).followFile(deleted);
+    }
+
+    FilePreferences& owner;
+};
+
+} // namespace norq_std
