@@ -12,9 +12,11 @@ void LibraryLoad::attach() {
     registerSystemClasses();
     registerPrefsClasses();
     registerLogClasses();
+    startXml();
 }
 
 void LibraryLoad::detach() {
+    endXml();
     destroyLog();
     SingletonManager::destroyLocks();
     SingletonManager::destroyInstance();

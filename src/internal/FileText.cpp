@@ -38,21 +38,6 @@ std::size_t partLength(std::string_view bytes) {
     return length;
 }
 
-/// Appends the text; false where it is not UTF-8.
-bool decodeUtf8(std::string_view bytes, WString& text) {
-    for (std::string part; !bytes.empty(); bytes.remove_prefix(part.size())) {
-        part = bytes.substr(0, partLength(bytes));
-        const auto* const source = reinterpret_cast<const unsigned char*>(part.c_str());
-        try {
-            text += ConvertUTF::utf8ToUtf16(source, false, ConvertUTF::EXCEPT);
-        } catch (const norq_std::NorqIllegalArgumentException&) {
-            text += ConvertUTF::utf8ToUtf16(source, false, ConvertUTF::NO_EXCEPT);
-            return false;
-        }
-    }
-    return true;
-}
-
 std::string encodeUtf8(std::u16string_view text) {
     std::string bytes;
     bytes.reserve(text.size() + text.size() / 8);
@@ -78,6 +63,20 @@ void replaceLoneSurrogates(WString& text) {
 }
 
 } // namespace
+
+bool decodeUtf8(std::string_view bytes, WString& text) {
+    for (std::string part; !bytes.empty(); bytes.remove_prefix(part.size())) {
+        part = bytes.substr(0, partLength(bytes));
+        const auto* const source = reinterpret_cast<const unsigned char*>(part.c_str());
+        try {
+            text += ConvertUTF::utf8ToUtf16(source, false, ConvertUTF::EXCEPT);
+        } catch (const norq_std::NorqIllegalArgumentException&) {
+            text += ConvertUTF::utf8ToUtf16(source, false, ConvertUTF::NO_EXCEPT);
+            return false;
+        }
+    }
+    return true;
+}
 
 FileDecoder::FileDecoder(const ByteArray& bytes, const WString& name)
     : charset(name)

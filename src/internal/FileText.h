@@ -29,6 +29,10 @@ private:
     std::string_view rest;
 };
 
+/// Appends the text of bytes without a zero, without the limit on the length of UTF-8; false where they are not UTF-8,
+/// with the text before the fault.
+bool decodeUtf8(std::string_view bytes, norq_std::WString& text);
+
 /// The bytes of a text. Units that would end the text early when it is read back, zero and in UTF-8 lone surrogates,
 /// are written as U+FFFD, or what the character set has for it.
 std::shared_ptr<norq_std::ByteArray> encodeFile(norq_std::WString text, const norq_std::WString& charset);

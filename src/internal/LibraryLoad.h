@@ -25,5 +25,8 @@ void destroyLog();
 void registerSystemClasses();
 /// Factories of preferences.
 void registerPrefsClasses();
+/// Start and end the XML parser, which is not ended under a thread that reads.
+void startXml();
+void endXml();
 
 } // namespace norq_std_internal

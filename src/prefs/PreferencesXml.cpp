@@ -1,18 +1,28 @@
-#include "exception/NorqException.h"
+#include "concurrency/AutoLock.h"
 #include "prefs/AbstractPreferences.h"
+#include "prefs/PreferencesXmlReader.h"
+#include "prefs/PreferencesXmlWriter.h"
 
 namespace norq_std {
 
-namespace {
+void Preferences::importPreferences(const WString& path) { PreferencesXmlReader(path).importPreferences(); }
 
-[[noreturn]] void refuse() { throw NorqUnsupportedOperationException(u"Preferences cannot be exchanged as XML."); }
+// An export asks the nodes above too, whose locks are taken before this one's: it runs without.
 
-} // namespace
+void AbstractPreferences::exportNode(const WString& path) {
+    {
+        const AutoLock<Lock> hold(lock);
+        assertNodeNotRemoved(u"norq_std::AbstractPreferences::exportNode");
+    }
+    PreferencesXmlWriter(shared_from_this(), path).writePrefs();
+}
 
-void Preferences::importPreferences(const WString&) { refuse(); }
-
-void AbstractPreferences::exportNode(const WString&) { refuse(); }
-
-void AbstractPreferences::exportSubtree(const WString&) { refuse(); }
+void AbstractPreferences::exportSubtree(const WString& path) {
+    {
+        const AutoLock<Lock> hold(lock);
+        assertNodeNotRemoved(u"norq_std::AbstractPreferences::exportSubtree");
+    }
+    PreferencesXmlWriter(shared_from_this(), path).writePrefsTree();
+}
 
 } // namespace norq_std

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "internal/PreferencesXmlParser.h"
+#include "prefs/XmlUtils.h"
+
+#include <cstddef>
+#include <memory>
+
+namespace norq_std {
+class NorqException;
+class Preferences;
+} // namespace norq_std
+
+namespace norq_std_internal {
+
+/// Parser and document of a PreferencesXmlReader, and the steps from the document into the tree.
+class PreferencesXmlReaderImpl {
+public:
+    explicit PreferencesXmlReaderImpl(const norq_std::WString& inputFilename);
+    PreferencesXmlReaderImpl(const PreferencesXmlReaderImpl&) = delete;
+    PreferencesXmlReaderImpl& operator=(const PreferencesXmlReaderImpl&) = delete;
+    ~PreferencesXmlReaderImpl();
+
+    /// Throws `NorqXmlException` for what the parser or the document's form refuses.
+    void importText(const norq_std::WString& text);
+
+    /// Throws `NorqInvalidPreferencesFormatException` of this file, logged before.
+    [[noreturn]] void fail(const norq_std::WString& reason) const;
+    [[noreturn]] void fail(const norq_std::WString& reason, const norq_std::NorqException& cause) const;
+
+private:
+    void setupParser();
+    void readDocument();
+    void readMap(const xercesc::DOMNode& element, norq_std::Preferences& node) const;
+    void readNodes(const xercesc::DOMNode& root, const std::shared_ptr<norq_std::Preferences>& rootNode) const;
+    norq_std::WString getAttribute(const xercesc::DOMNode& element, const norq_std::WString& name) const;
+    void addKeyValueToPreferences(norq_std::Preferences& node, const norq_std::WString& key,
+                                  const norq_std::WString& value) const;
+    /// Null if the parent was removed meanwhile.
+    std::shared_ptr<norq_std::Preferences> addPreferencesNode(norq_std::Preferences& parent,
+                                                              const norq_std::WString& name) const;
+
+    const norq_std::WString& filename;
+    const XmlSystemUse use;
+    std::unique_ptr<PreferencesXmlParser> parser;
+    const xercesc::DOMDocument* document = nullptr; // the parser's
+};
+
+} // namespace norq_std_internal
