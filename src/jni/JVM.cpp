@@ -9,17 +9,24 @@
 #include "exception/NorqException.h"
 #include "file/File.h"
 #include "library/NorqLibrary.h"
+#include "platform/Faults.h"
 
 #include <cxxabi.h>
 #include <jni.h>
 
 namespace norq_std {
 
+namespace platform = norq_std_internal::platform;
+
 namespace {
 
 constexpr const WChar* LOAD = u"norq_std::JVM::loadJVM";
 
 using CreateJavaVM = jint(JNICALL*)(JavaVM**, void**, void*);
+
+void tellFaults(const JavaVM& machine) {
+    platform::setVirtualMachine(reinterpret_cast<const void*>(machine.functions->GetEnv));
+}
 
 } // namespace
 
@@ -46,8 +53,12 @@ bool JVM::setJVM(JavaVM* machine) {
     const AutoLock<Lock> guard(lock());
     if (!instance())
         instance() = std::shared_ptr<JVM>(new JVM);
-    JavaVM* none = nullptr;
-    return instance()->vm.compare_exchange_strong(none, machine, std::memory_order_acq_rel);
+    if (instance()->vm.load(std::memory_order_relaxed) != nullptr)
+        return false;
+    if (machine != nullptr)
+        tellFaults(*machine);
+    instance()->vm.store(machine, std::memory_order_release);
+    return true;
 }
 
 std::shared_ptr<JVM> JVM::loadJVM(const File& file, const std::vector<WString>& options) {
@@ -62,6 +73,15 @@ std::shared_ptr<JVM> JVM::loadJVM(const File& file, const std::vector<WString>& 
     return instance();
 }
 
+std::shared_ptr<JVM> JVM::loadJVM(const WString& version, const std::vector<WString>& options) {
+    NORQ_LOG_FUNCTION_CALL(LOAD);
+    const AutoLock<Lock> guard(lock());
+    ErrorUtils::isNotNullEx(instance().get(), LOAD, u"Instance", 0);
+    const JVMInfo runtime = getBestMatchedJVM(version);
+    NORQ_LOG(DEBUG, LOAD, u"Using JVM Version: <%ls>.", runtime.version);
+    return loadJVM(File(runtime.runtimeLib), options);
+}
+
 JavaVM* JVM::getJVM() const { return vm.load(std::memory_order_acquire); }
 
 std::shared_ptr<JNIEnv> JVM::getEnv() const {
@@ -73,6 +93,7 @@ std::shared_ptr<JNIEnv> JVM::getEnv() const {
     if (result != JNI_EDETACHED)
         return {static_cast<JNIEnv*>(found), null_deleter()};
     NORQ_LOG(DEBUG, u"norq_std::JVM::getEnv", u"Attaching current thread to JVM.");
+    platform::giveUpStackReserve();
     if (machine->AttachCurrentThread(&found, nullptr) != JNI_OK)
         return {};
     return {static_cast<JNIEnv*>(found), JNIEnvDetachDeleter()};
@@ -121,11 +142,15 @@ void JVM::create(const File& file, const std::vector<WString>& options) {
     arguments.nOptions = static_cast<jint>(machineOptions.size());
     arguments.options = machineOptions.empty() ? nullptr : machineOptions.data();
     arguments.ignoreUnrecognized = JNI_TRUE;
+    // The machine's handlers have to come first, and a thread that it runs on keeps its stack as it wants it.
+    platform::installFaultHandlers();
+    platform::giveUpStackReserve();
     JavaVM* machine = nullptr;
     void* created = nullptr;
     if (const jint result = createJavaVM(&machine, &created, &arguments); result < 0)
         throw NorqIOException(u"Unable to create Java Virtual Machine.", result);
     env = static_cast<JNIEnv*>(created);
+    tellFaults(*machine);
     vm.store(machine, std::memory_order_release);
 }
 

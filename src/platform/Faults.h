@@ -51,6 +51,18 @@ using FaultTranslator = void (*)(const FaultRecord& record);
 /// to the handler that the process had before. False, with the last error set, where that cannot be arranged.
 bool serveFaultsOfThisThread(FaultTranslator translator);
 
+/// Puts the handlers in place that serve threads later, so that whatever installs handlers next comes before them and
+/// hands on what it does not know. False, with the last error set, where that cannot be arranged.
+bool installFaultHandlers();
+
+/// The module of this code is a virtual machine, which lives by faults of its own and keeps the ends of the stacks of
+/// its threads. Faults inside it are never translated, no reserve is set aside on a stack from now on, and handlers of
+/// its that stand already are not replaced.
+void setVirtualMachine(const void* code);
+
+/// Gives back what is set aside at the end of the calling thread's stack, before a virtual machine sets up its own.
+void giveUpStackReserve() noexcept;
+
 /// To be called when the exception of an exhausted stack has been dealt with: the room at the stack's end that was
 /// opened for its passing is put aside again.
 void restoreStackReserve() noexcept;

@@ -161,8 +161,8 @@ std::uintptr_t FaultContext::returnAddress(const StackBounds& stack) const {
     return *reinterpret_cast<const std::uintptr_t*>(top); // NOLINT(performance-no-int-to-ptr): a register
 }
 
-bool FaultContext::liesInModule(const StackBounds& stack) const {
-    return moduleOf(isJumpIntoVoid() ? returnAddress(stack) - 1 : instruction()) != nullptr;
+const void* FaultContext::module(const StackBounds& stack) const {
+    return moduleOf(isJumpIntoVoid() ? returnAddress(stack) - 1 : instruction());
 }
 
 void FaultContext::prepareForUnwinding(const StackBounds& stack) {

@@ -24,9 +24,9 @@ public:
 
     FaultRecord record(const StackBounds& stack) const;
 
-    /// Whether the instruction that is to blame lies in a module that the dynamic loader knows. Of a jump into the void
+    /// The module of the instruction that is to blame, null if the dynamic loader knows none. Of a jump into the void
     /// that is the call instruction.
-    bool liesInModule(const StackBounds& stack) const;
+    const void* module(const StackBounds& stack) const;
 
     /// Makes the interrupted place one that an exception can leave: a frame that was not yet built, and one that has no
     /// code, are taken away, as if the call instruction had failed.

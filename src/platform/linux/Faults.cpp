@@ -4,6 +4,7 @@
 #include "platform/linux/FaultChain.h"
 #include "platform/linux/FaultContext.h"
 #include "platform/linux/StackReserve.h"
+#include "platform/linux/StackWalk.h"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +23,10 @@
 //
 // The handlers are installed once and never again, even if somebody replaces them: who came later calls the handler
 // that it found, and two that call each other would go round for ever.
+//
+// A virtual machine belongs in front of them: it is asked about faults far more often, watches over its handlers, and
+// hands on what it does not know to those that it found, or that its signal library told it of. That library hides the
+// machine's handlers from us and keeps ours behind them, so that all handlers seen here may be replaced.
 //
 // A stack that ends inside the C library is another matter: an allocator left by an exception would keep its lock.
 // There the reserve is opened, the function runs to its end, and its return faults in its place.
@@ -53,6 +58,8 @@ constinit std::array<Previous, 4> previousActions{
 
 constinit std::mutex installing;
 constinit bool handlersStand = false; // guarded by it
+
+constinit std::atomic<const void*> virtualMachine{nullptr}; // its module
 
 Previous* previousOf(int signal) {
     return std::find_if(previousActions.begin(), previousActions.end(),
@@ -125,7 +132,8 @@ extern "C" void norqstdOnFault(int signal, siginfo_t* info, void* interrupted) {
             translate(context, self.deferred);
         }
         if (!context.exhaustsStackInCLibrary(self.stack)) {
-            if (context.liesInModule(self.stack))
+            const void* const module = context.module(self.stack);
+            if (module != nullptr && module != virtualMachine.load())
                 translate(context, context.record(self.stack));
         } else if (self.returnFromCLibrary == 0 && self.reserve.open()) {
             self.deferred = context.record(self.stack);
@@ -140,15 +148,30 @@ extern "C" void norqstdOnFault(int signal, siginfo_t* info, void* interrupted) {
     errno = interruptedError;
 }
 
+bool isOfVirtualMachine(const struct sigaction& action) {
+    const void* const machine = virtualMachine.load();
+    return machine != nullptr && (action.sa_flags & SA_SIGINFO) != 0 &&
+           moduleOf(reinterpret_cast<std::uintptr_t>(action.sa_sigaction)) == machine;
+}
+
 bool installHandlers() {
     const std::lock_guard guard(installing);
+    if (handlersStand)
+        return true;
+    for (Previous& previous : previousActions) {
+        if (::sigaction(previous.signal, nullptr, &previous.action) != 0)
+            return false;
+        if (isOfVirtualMachine(previous.action)) {
+            errno = ENOTSUP;
+            return false;
+        }
+    }
     struct sigaction ours = {};
     ours.sa_sigaction = norqstdOnFault;
     ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     sigemptyset(&ours.sa_mask);
-    for (Previous& previous : previousActions)
-        if (::sigaction(previous.signal, nullptr, &previous.action) != 0 ||
-            ::sigaction(previous.signal, &ours, nullptr) != 0)
+    for (const Previous& previous : previousActions)
+        if (::sigaction(previous.signal, &ours, nullptr) != 0)
             return false;
     handlersStand = true;
     return true;
@@ -188,7 +211,7 @@ private:
         if (mapping == MAP_FAILED && !kept)
             return;
         self.translator = nullptr;
-        self.reserve.release();
+        giveUpStackReserve();
         if (kept)
             return;
         stack_t current = {};
@@ -235,22 +258,31 @@ StackBounds boundsOfThisStack() {
 
 bool serveFaultsOfThisThread(FaultTranslator translator) {
     thread_local AlternateStack alternateStack;
-    static const bool installed = installHandlers();
-    if (!installed) {
-        setLastErrorFromNative();
+    if (!installFaultHandlers())
         return false;
-    }
     if (self.translator == nullptr) {
         self.stack = boundsOfThisStack();
         if (!alternateStack.arrange()) {
             setLastErrorFromNative();
             return false;
         }
-        self.reserve.arrange(self.stack);
+        if (virtualMachine.load() == nullptr)
+            self.reserve.arrange(self.stack);
     }
     self.translator = translator;
     return true;
 }
+
+bool installFaultHandlers() {
+    const bool installed = installHandlers();
+    if (!installed)
+        setLastErrorFromNative();
+    return installed;
+}
+
+void setVirtualMachine(const void* code) { virtualMachine = moduleOf(reinterpret_cast<std::uintptr_t>(code)); }
+
+void giveUpStackReserve() noexcept { self.reserve.release(self.stack); }
 
 bool isFaultSignal(int signal) noexcept { return previousOf(signal) != previousActions.end(); }
 

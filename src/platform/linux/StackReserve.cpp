@@ -54,11 +54,14 @@ void StackReserve::close() {
         isOpen = ::mprotect(start, size, PROT_NONE) != 0;
 }
 
-void StackReserve::release() {
+void StackReserve::release(StackBounds& bounds) {
     if (start == nullptr)
         return;
     if (!ownMapping)
         ::mprotect(start, size, PROT_READ | PROT_WRITE);
+    else if (::munmap(start, size) == 0)
+        ownMapping = false;
+    bounds.low -= size;
     start = nullptr;
     isOpen = false;
 }

@@ -19,8 +19,8 @@ public:
     bool open();
     /// Closes it again if the thread has left it. Cheap if it is closed.
     void close();
-    /// Gives the memory back as it was found. The last thing before the thread ends.
-    void release();
+    /// Gives the memory back as it was found.
+    void release(StackBounds& bounds);
 
 private:
     void* start = nullptr;

@@ -1,0 +1,86 @@
+#include "machine/Scenario.h"
+
+#include "base/UtfUtils.h"
+#include "exception/NorqException.h"
+#include "jni/JVM.h"
+#include "jni/NorqJNIException.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+namespace norqstd_test {
+
+using namespace norq_std;
+
+namespace {
+
+[[noreturn]] void giveUp(const char* what) {
+    std::fprintf(stderr, "Probe lacks %s\n", what);
+    std::_Exit(2);
+}
+
+__attribute__((noipa, no_sanitize("address", "undefined"))) void writeAt(volatile int* address) { *address = 1; }
+
+} // namespace
+
+Probe::Probe(JNIEnv& environment)
+    : env(environment)
+    , type(env.FindClass("norqtest/Probe")) {
+    if (type == nullptr)
+        giveUp("itself");
+}
+
+jmethodID Probe::method(const char* name, const char* signature) const {
+    jmethodID const found = env.GetStaticMethodID(type, name, signature);
+    if (found == nullptr)
+        giveUp(name);
+    return found;
+}
+
+std::string Probe::provokeTraps() const {
+    auto* const result =
+        static_cast<jstring>(env.CallStaticObjectMethod(type, method("provokeTraps", "()Ljava/lang/String;")));
+    try {
+        NorqJNIException::throwIfPresent();
+    } catch (const NorqException& e) {
+        return UtfUtils::utf16ToUtf8(e.getMessage());
+    }
+    const char* const text = env.GetStringUTFChars(result, nullptr);
+    std::string copy = text;
+    env.ReleaseStringUTFChars(result, text);
+    env.DeleteLocalRef(result);
+    return copy;
+}
+
+bool accessFaultIsTranslated() {
+    try {
+        writeAt(nullptr);
+    } catch (const NorqAccessException&) {
+        return true;
+    }
+    return false;
+}
+
+std::string faultsOnServedThread(bool installFirst) {
+    std::string result;
+    std::thread([&] {
+        if (installFirst)
+            NorqException::installHandler();
+        const std::shared_ptr<JNIEnv> env = JVM::getInstance()->getEnv();
+        if (!installFirst)
+            NorqException::installHandler();
+        const Probe probe(*env);
+        for (int round = 0; round < 2; ++round) {
+            if (!accessFaultIsTranslated())
+                result = "native fault was not translated";
+            else
+                result = probe.provokeTraps();
+            if (result != "good")
+                return;
+        }
+    }).join();
+    return result;
+}
+
+} // namespace norqstd_test

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <jni.h>
+#include <string>
+
+namespace norqstd_test {
+
+/// The class of the Java side, and its static methods; ends the process if one is not there. A local reference.
+class Probe {
+public:
+    explicit Probe(JNIEnv& environment);
+
+    jmethodID method(const char* name, const char* signature) const;
+    /// The result of `provokeTraps` on the calling thread, or the text of its exception.
+    std::string provokeTraps() const;
+
+    JNIEnv& env;
+    const jclass type;
+};
+
+/// A native fault on the calling thread: whether it came as the exception of the family.
+bool accessFaultIsTranslated();
+
+/// On a new native thread that is served and attached, in turns: faults of its own, and the traps of the machine.
+/// "good" if each went to the right one. `installFirst`: the thread asks for translation before it is attached.
+std::string faultsOnServedThread(bool installFirst);
+
+} // namespace norqstd_test
