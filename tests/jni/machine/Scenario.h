@@ -21,8 +21,8 @@ public:
 /// A native fault on the calling thread: whether it came as the exception of the family.
 bool accessFaultIsTranslated();
 
-/// On a new native thread that is served and attached, in turns: faults of its own, and the traps of the machine.
-/// "good" if each went to the right one. `installFirst`: the thread asks for translation before it is attached.
-std::string faultsOnServedThread(bool installFirst);
+/// On a new native thread that is attached and asks for translation, in turns: faults of its own, if those are
+/// translated in this process, and the traps of the machine. "good" if each went to the right one.
+std::string faultsOnServedThread(bool installFirst, bool translated = true);
 
 } // namespace norqstd_test

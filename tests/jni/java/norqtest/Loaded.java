@@ -1,0 +1,32 @@
+package norqtest;
+
+/** A virtual machine that was there first loads the library. */
+public final class Loaded {
+    private Loaded() {
+    }
+
+    /** As `faultsOnServedThread` of the native side. */
+    private static native String faults(boolean installFirst, boolean translated);
+
+    /** What stands wrong after loading; "good" for nothing. */
+    private static native String state();
+
+    /** The first argument: whether native faults are translated. */
+    public static void main(String[] arguments) throws InterruptedException {
+        boolean translated = Boolean.parseBoolean(arguments[0]);
+        System.loadLibrary("NorqStd");
+        System.loadLibrary("norqstd-test-loaded");
+        expect("state", state());
+        expect("faults, handlers first", faults(true, translated));
+        expect("faults, attached first", faults(false, translated));
+        expect("traps on a Java thread", Probe.provokeTraps());
+        System.out.println("all good");
+    }
+
+    private static void expect(String what, String result) {
+        if (!result.equals("good")) {
+            System.out.println(what + ": " + result);
+            System.exit(1);
+        }
+    }
+}
