@@ -8,7 +8,7 @@
 namespace norq_std {
 
 /// Owns one narrow string that Xerces-C made of a wide text; see `XmlUtils::transcodeString`.
-class NORQSTD_EXPORT XmlTranscodedStringRaii : public Object {
+class XmlTranscodedStringRaii : public Object {
 public:
     explicit XmlTranscodedStringRaii(const WString& text);
     /// Null has no result.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/Export.h"
 #include "base/WString.h"
 
 #include <xercesc/dom/DOM.hpp>
@@ -23,7 +22,7 @@ namespace norq_std {
 /// Xerces-C is started when this library is loaded, or by the first `XmlSystemUse` if that failed, and ended when it is
 /// unloaded, unless somebody still uses it. It counts its starts, so a program that uses it too may start and end it
 /// itself, as long as it does so while no other thread starts or ends it.
-class NORQSTD_EXPORT XmlUtils {
+class XmlUtils {
 public:
     using Attributes = std::map<WString, WString>;
     using Nodes = std::list<xercesc::DOMNode*>;
@@ -72,7 +71,7 @@ private:
 namespace norq_std_internal {
 
 /// Keeps Xerces-C started while it lives.
-class NORQSTD_EXPORT XmlSystemUse {
+class XmlSystemUse {
 public:
     XmlSystemUse();
     ~XmlSystemUse();

@@ -1,3 +1,5 @@
+#include "MemoryTree.h"
+
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
 #include "prefs/Preferences.h"
@@ -5,7 +7,6 @@
 #include "prefs/PreferencesXmlWriter.h"
 #include "support/Actor.h"
 #include "support/Files.h"
-#include "support/MemoryPreferences.h"
 
 #include <gtest/gtest.h>
 
@@ -98,8 +99,8 @@ TEST_F(PreferencesXml, WritesTheFormat) {
                      "\t\t\t<map/>\r\n"
                      "\t\t\t<node name=\"b\">\r\n"
                      "\t\t\t\t<map>\r\n"
-                     "\t\t\t\t\t<entry key=\"z\" value=\"\u00e4\u4e2d\"/>\r\n"
                      "\t\t\t\t\t<entry key=\"k\" value=\"\"/>\r\n"
+                     "\t\t\t\t\t<entry key=\"z\" value=\"\u00e4\u4e2d\"/>\r\n"
                      "\t\t\t\t</map>\r\n"
                      "\t\t\t</node>\r\n"
                      "\t\t</node>\r\n"
