@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace norq_std_internal::platform {
 class DirectoryHold;
@@ -91,6 +92,7 @@ private:
     void loadConfigFile();
     void loadAndMerge();
     void save(bool merges);
+    void restoreUnsaved();
     norq_std_internal::platform::DirectoryHold holdForWriting() const;
     /// Takes over what the file holds, or its disappearance. On the thread of the `FileWatcher`.
     void followFile(bool deleted);
@@ -103,8 +105,8 @@ private:
     const File prefsFile;
     const WString prefsPath; // canonical, of the file
     bool isLoaded NORQ_GUARDED_BY(lock) = false;
-    // What was put and not yet saved: what is read from the file meanwhile must not undo it.
-    std::map<WString, WString> unsaved NORQ_GUARDED_BY(lock);
+    // What was put, or removed (no value), and not yet saved: a reading of the file must not undo it.
+    std::map<WString, std::optional<WString>> unsaved NORQ_GUARDED_BY(lock);
     const std::unique_ptr<NodeConfig> config; // has a lock of its own, always taken second
 };
 

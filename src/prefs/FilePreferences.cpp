@@ -240,7 +240,7 @@ void FilePreferences::putSpi(const WString& key, const WString& value) {
 
 void FilePreferences::removeSpi(const WString& key) {
     const AutoLock<Lock> guard(lock);
-    unsaved.erase(key);
+    unsaved.insert_or_assign(key, std::nullopt);
     config->removeValue(key, Configuration::defaultSection);
 }
 
@@ -297,12 +297,23 @@ void FilePreferences::save(bool merges) {
         const DirectoryHold hold = holdForWriting();
         if (merges || !isLoaded)
             loadAndMerge();
+        if (!merges) // else a removed key that the file has is back
+            restoreUnsaved();
         untilFileIsFree([this] { config->save(); });
         unsaved.clear();
     } catch (const NorqException& failure) {
         throw NorqBackingStoreException(
             u"Unable to save Preferences information for " + config->getPath().getAbsolutePath(), failure);
     }
+}
+
+void FilePreferences::restoreUnsaved() {
+    const AutoLock<Lock> guard(lock);
+    for (const auto& [key, value] : unsaved)
+        if (value)
+            config->setValue(key, *value, Configuration::defaultSection);
+        else
+            config->removeValue(key, Configuration::defaultSection);
 }
 
 void FilePreferences::flushSpi() {
@@ -383,8 +394,7 @@ void FilePreferences::followFile(bool deleted) {
         const DirectoryHold hold(directory.getCanonicalPath(), DirectoryHold::Mode::Shared, ReadHoldLimit);
         config->follow(deleted);
     }
-    for (const auto& [key, value] : unsaved)
-        config->setValue(key, value, Configuration::defaultSection);
+    restoreUnsaved();
 }
 
 } // namespace norq_std

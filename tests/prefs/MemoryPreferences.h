@@ -67,10 +67,10 @@ protected:
     void syncSpi() override { onCall("sync", *this); }
     void removeNodeSpi() override { onCall("remove", *this); }
 
-private:
     MemoryPreferences(const std::shared_ptr<AbstractPreferences>& parent, const WString& name)
         : AbstractPreferences(parent, name) {}
 
+private:
     std::map<WString, WString> values;
 };
 
