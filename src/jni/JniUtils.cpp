@@ -97,8 +97,10 @@ void setBoolean(JNIEnv* env, jobject object, bool value) {
     if (!type || env->IsInstanceOf(object, type.get()) == JNI_FALSE)
         return;
     jmethodID const constructor = env->GetMethodID(type.get(), "<init>", "(Z)V");
-    if (constructor != nullptr)
-        env->CallVoidMethod(object, constructor, static_cast<jboolean>(value ? JNI_TRUE : JNI_FALSE));
+    if (constructor == nullptr)
+        return;
+    env->CallVoidMethod(object, constructor, static_cast<jboolean>(value ? JNI_TRUE : JNI_FALSE));
+    env->ExceptionCheck(); // which has to follow every call of Java
 }
 
 } // namespace norq_std

@@ -24,6 +24,10 @@ __attribute__((noipa, no_sanitize("address", "undefined"))) void writeAt(volatil
 
 } // namespace
 
+std::vector<WString> machineOptions(const std::string& jar) {
+    return {u"-Xcheck:jni", u"-Xrs", u"-Xmx64m", u"-Djava.class.path=" + UtfUtils::utf8ToUtf16(jar)};
+}
+
 Probe::Probe(JNIEnv& environment)
     : env(environment)
     , type(env.FindClass("norqtest/Probe")) {

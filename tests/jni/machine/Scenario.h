@@ -1,9 +1,16 @@
 #pragma once
 
+#include "jni/JVM.h"
+
 #include <jni.h>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace norqstd_test {
+
+/// Options of every machine of the tests.
+std::vector<norq_std::WString> machineOptions(const std::string& jar);
 
 /// The class of the Java side, and its static methods; ends the process if one is not there. A local reference.
 class Probe {
