@@ -73,6 +73,9 @@ NORQSTD_EXPORT void closeRegistryKey(HKey key) noexcept;
 /// What the last failed call of this thread found, in words for a log; empty where the number says all.
 NORQSTD_EXPORT std::u16string registryFailure();
 
+/// Closes the databases, which stay open otherwise; the next call opens them again. Open keys stay open.
+NORQSTD_EXPORT void closeRegistryHives() noexcept;
+
 class RegistryChangeSource;
 
 /// A manual-reset event of a `RegistryChangeGroup`: to be waited for beside other objects, in one `waitForAny` without
@@ -92,8 +95,10 @@ public:
 
 private:
     friend class RegistryChangeGroup;
-    friend std::int32_t notifyRegistryChange(HKey, bool, std::uint32_t, const std::shared_ptr<RegistryChange>&);
+    friend class RegistryChangeSource;
     explicit RegistryChange(std::shared_ptr<RegistryChangeSource> groupSource);
+
+    void raise() noexcept { signalled.store(true, std::memory_order_release); }
 
     const std::shared_ptr<RegistryChangeSource> group;
     std::atomic<bool> signalled{false};
