@@ -2,19 +2,40 @@
 
 #include "exception/NorqException.h"
 #include "internal/LockPimpl.h"
+#include "internal/LockWatch.h"
 #include "internal/ThreadIdMap.h"
 
 #include <limits>
+
+namespace norq_std_internal {
+
+constinit std::atomic<const LockWatch*> lockWatch{nullptr};
+
+namespace {
+
+/// Calls the watch, if the library has one.
+template <class... Given, class... A>
+void tellWatch([[maybe_unused]] void (*LockWatch::*what)(Given...), [[maybe_unused]] A... arguments) {
+#if defined(__SANITIZE_THREAD__)
+    if (const LockWatch* const watch = lockWatch.load(std::memory_order_relaxed))
+        (watch->*what)(arguments...);
+#endif
+}
+
+} // namespace
+} // namespace norq_std_internal
 
 namespace norq_std {
 
 using norq_std_internal::currentThreadId;
 using norq_std_internal::LockPimpl;
+using norq_std_internal::LockWatch;
+using norq_std_internal::tellWatch;
 
 Lock::Lock()
     : Waitable(*new LockPimpl) {}
 
-Lock::~Lock() = default;
+Lock::~Lock() { tellWatch(&LockWatch::destroyed, this); }
 
 WString Lock::toString() const { return u"Lock{}"; }
 
@@ -28,7 +49,8 @@ void Lock::lock() NORQ_NO_THREAD_SAFETY_ANALYSIS {
     }
     if (state.count == std::numeric_limits<std::uint32_t>::max()) [[unlikely]]
         throw NorqOutOfResourcesException(u"The recursion limit for this lock has been exceeded.");
-    ++state.count;
+    if (++state.count == 1)
+        tellWatch(&LockWatch::taken, this, false);
 }
 
 void Lock::unlock() NORQ_NO_THREAD_SAFETY_ANALYSIS {
@@ -37,6 +59,7 @@ void Lock::unlock() NORQ_NO_THREAD_SAFETY_ANALYSIS {
         throw NorqAccessException(u"The current thread does not own the lock.");
     if (--state.count != 0)
         return;
+    tellWatch(&LockWatch::givenUp, this);
     state.ownerId.store(LockPimpl::NO_OWNER, std::memory_order_relaxed);
     state.giveUp();
 }
@@ -52,7 +75,8 @@ bool Lock::tryLock() NORQ_NO_THREAD_SAFETY_ANALYSIS {
     } else if (owner != self) {
         return false;
     }
-    ++state.count;
+    if (++state.count == 1)
+        tellWatch(&LockWatch::taken, this, true);
     return true;
 }
 
