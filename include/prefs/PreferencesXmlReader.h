@@ -26,7 +26,7 @@ namespace norq_std {
 /// Any thread may call; one import runs at a time.
 class NORQSTD_EXPORT PreferencesXmlReader : public Object {
 public:
-    /// Bytes of a file. Reading one takes up to about 30 times as much memory.
+    /// Bytes of a file. Reading one takes up to about 40 times as much memory.
     static constexpr std::size_t MAX_FILE_SIZE = 64 * 1024 * 1024;
     /// Levels of nodes below the root.
     static constexpr std::size_t MAX_DEPTH = 1000;
@@ -46,7 +46,7 @@ public:
     virtual void importPreferences();
 
 private:
-    WString readText() const;
+    WString readText() const NORQ_REQUIRES(lock);
 
     Lock lock;
     const WString filename;

@@ -33,30 +33,8 @@ template <class Exception>
     throw exception;
 }
 
-/// How deep the nodes of a file are, and how long their paths together.
-class PathBudget {
-public:
-    struct Place {
-        std::size_t depth = 0;
-        std::size_t length = 0;
-    };
-
-    /// The place of a node with this name, which may be a path of several, below another. Throws if that is too much.
-    Place below(const Place& parent, const WString& name) {
-        const auto levels = 1 + static_cast<std::size_t>(std::ranges::count_if(
-                                    name, [](WChar unit) { return unit == u'/' || unit == u'\\'; }));
-        const Place place{parent.depth + levels, parent.length + 1 + name.size()};
-        if (place.depth > PreferencesXmlReader::MAX_DEPTH)
-            logAndThrow(NorqXmlException(u"Nodes are nested too deep."));
-        total += levels * place.length;
-        if (total > PreferencesXmlReader::MAX_PATHS_LENGTH)
-            logAndThrow(NorqXmlException(u"The paths of all nodes are too long together."));
-        return place;
-    }
-
-private:
-    std::size_t total = 0;
-};
+/// Flushes of nodes that a file may cause beyond one for each of its entries.
+constexpr std::size_t MAX_EXTRA_FLUSHES = 10'000'000;
 
 bool isElement(const DOMNode& node, const WChar* name) {
     return node.getNodeType() == DOMNode::ELEMENT_NODE && std::u16string_view(node.getNodeName()) == name;
@@ -70,6 +48,29 @@ const DOMNode* firstOf(const DOMNode* node, const WChar* name) {
 }
 
 } // namespace
+
+ImportBudget::Place ImportBudget::below(const Place& parent, const WString& name) {
+    const auto levels = 1 + static_cast<std::size_t>(
+                                std::ranges::count_if(name, [](WChar unit) { return unit == u'/' || unit == u'\\'; }));
+    isPlain = isPlain && levels == 1;
+    const Place place{parent.depth + levels, parent.length + 1 + name.size()};
+    if (place.depth > PreferencesXmlReader::MAX_DEPTH)
+        logAndThrow(NorqXmlException(u"Nodes are nested too deep."));
+    pathsLength += levels * place.length;
+    if (pathsLength > PreferencesXmlReader::MAX_PATHS_LENGTH)
+        logAndThrow(NorqXmlException(u"The paths of all nodes are too long together."));
+    return place;
+}
+
+void ImportBudget::enter(const Preferences& node) { isPlain = entered.insert(&node).second && isPlain; }
+
+void ImportBudget::addEntries(std::size_t count) {
+    if (isPlain)
+        return;
+    extraFlushes += count * entered.size();
+    if (extraFlushes > MAX_EXTRA_FLUSHES)
+        logAndThrow(NorqXmlException(u"Too many entries are in nodes that come twice."));
+}
 
 PreferencesXmlReaderImpl::PreferencesXmlReaderImpl(const WString& inputFilename)
     : filename(inputFilename) {
@@ -98,6 +99,7 @@ void PreferencesXmlReaderImpl::importText(const WString& text) {
     struct Release {
         PreferencesXmlReaderImpl& impl;
         ~Release() {
+            impl.budget = {};
             impl.document = nullptr;
             impl.parser->resetDocumentPool();
         }
@@ -131,21 +133,25 @@ void PreferencesXmlReaderImpl::readDocument() {
     readNodes(root, node);
 }
 
-void PreferencesXmlReaderImpl::readMap(const DOMNode& element, Preferences& node) const {
+void PreferencesXmlReaderImpl::readMap(const DOMNode& element, Preferences& node) {
+    budget.enter(node);
     const DOMNode* map = XmlUtils::getOneChildNodeByTagName(FUNCTION, &element, u"map");
+    std::vector<const DOMNode*> entries;
     for (const DOMNode* entry = firstOf(map->getFirstChild(), u"entry"); entry != nullptr;
          entry = firstOf(entry->getNextSibling(), u"entry"))
+        entries.push_back(entry);
+    budget.addEntries(entries.size());
+    for (const DOMNode* entry : entries)
         addKeyValueToPreferences(node, getAttribute(*entry, u"key"), getAttribute(*entry, u"value"));
 }
 
 /// Without recursion: a file may be as deep as its limit on any stack.
-void PreferencesXmlReaderImpl::readNodes(const DOMNode& root, const std::shared_ptr<Preferences>& rootNode) const {
+void PreferencesXmlReaderImpl::readNodes(const DOMNode& root, const std::shared_ptr<Preferences>& rootNode) {
     struct Level {
         const DOMNode* next;
         std::shared_ptr<Preferences> node;
-        PathBudget::Place place;
+        ImportBudget::Place place;
     };
-    PathBudget budget;
     std::vector<Level> levels{{root.getFirstChild(), rootNode, {}}};
     while (!levels.empty()) {
         Level& level = levels.back();
@@ -158,7 +164,7 @@ void PreferencesXmlReaderImpl::readNodes(const DOMNode& root, const std::shared_
         const WString name = getAttribute(*element, u"name");
         if (name.empty())
             fail(u"has invalid XML format. Node name is empty.");
-        const PathBudget::Place place = budget.below(level.place, name);
+        const ImportBudget::Place place = budget.below(level.place, name);
         const std::shared_ptr<Preferences> node = addPreferencesNode(*level.node, name);
         if (node == nullptr)
             continue;

@@ -271,6 +271,9 @@ TEST_F(PreferencesXml, StandsHostileFiles) {
     }
     std::string names;
     std::string attributes;
+    std::string children;
+    for (int i = 0; i < 20'000; ++i)
+        children += "<node name='" + std::to_string(i) + "'><map/></node>";
     for (int i = 0; i < 200'000; ++i) {
         names += "<x" + std::to_string(i) + "/>";
         attributes += " x" + std::to_string(i) + "=''";
@@ -294,6 +297,9 @@ TEST_F(PreferencesXml, StandsHostileFiles) {
         {nodes("<node name='a" + repeated("/a", 100'000) + "'><map/></node>"), "Nodes are nested too deep."},
         {nodes(repeated("<node name='" + repeated("a/", 900) + "a'><map/></node>", 100)),
          "The paths of all nodes are too long together."},
+        {nodes("<node name='a'><map/>" + children + "</node>" + "<node name='a'><map>" +
+               repeated("<entry key='k' value=''/>", 20'000) + "</map></node>"),
+         "Too many entries are in nodes that come twice."},
         {nodes(names), parse + "too many elements and attributes are not of the format."},
         {nodes("<x " + attributes + "/>"), parse + "too many elements and attributes are not of the format."},
         {entry("key='k' value='" + std::string(40'000'000, 'v')), parse},
