@@ -1,8 +1,9 @@
 # The Java development kit. jni.h is needed to build the library, so a kit without it ends the configuration; the Java
 # sources of tests and examples are compiled where javac is found and left out, with a message, where it is not.
 #
-#   norqstd_add_jar(TARGET FOLDER)   all *.java below FOLDER become TARGET.jar, built by the target of that name; its
-#                                    path is the target property JAR_FILE. Only where NORQSTD_JAVAC is true.
+#   norqstd_add_jar(TARGET FOLDER...)   all *.java below the folders become TARGET.jar, built by the target of that
+#                                       name; its path is the target property JAR_FILE. Only where NORQSTD_JAVAC is
+#                                       true.
 #
 # NORQSTD_JVM is the virtual machine's library and JAVA_HOME the kit's folder; Java_JAVA_EXECUTABLE is the launcher.
 
@@ -28,8 +29,9 @@ else()
         "out of the tests and examples. Install openjdk-17-jdk-headless, or set JAVA_HOME.")
 endif()
 
-function(norqstd_add_jar target folder)
-    file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${folder}/*.java")
+function(norqstd_add_jar target)
+    list(TRANSFORM ARGN APPEND "/*.java" OUTPUT_VARIABLE patterns)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${patterns})
     set(CMAKE_JAVA_COMPILE_FLAGS -Xlint:all -Werror)
     add_jar(${target} SOURCES ${sources})
 endfunction()

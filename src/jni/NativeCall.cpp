@@ -10,9 +10,9 @@ using namespace norq_std;
 namespace norq_std_internal {
 namespace {
 
-void logThrown(const WChar* function, const WChar* name) {
+void logThrown(const WChar* function, const WChar* text) {
     if (StaticLog::isThresholdOn(DEBUG))
-        ContextLogMessage(function, DEBUG, u"NorqStd", u"NativeCall.cpp", __LINE__).log(u"%ls thrown.", name);
+        ContextLogMessage(function, DEBUG, u"NorqStd", u"NativeCall.cpp", __LINE__).log(u"%ls", text);
 }
 
 WString readText(JNIEnv* env, jstring argument, const WChar* messageIfEmpty) {
@@ -35,22 +35,22 @@ void throwToJava(JNIEnv* env, const WChar* function) {
         throwIllegalArgumentException(env, failure.message, false);
     } catch (const NorqIllegalArgumentException& failure) {
         throwIllegalArgumentException(env, failure.getMessage(), false);
-        logThrown(function, u"IllegalArgumentException");
+        logThrown(function, u"IllegalArgumentException thrown.");
     } catch (const NorqIllegalStateException& failure) {
         throwIllegalStateException(env, failure.getMessage(), false);
-        logThrown(function, u"IllegalStateException");
+        logThrown(function, u"IllegalStateException thrown.");
     } catch (const NorqAccessException& failure) {
         throwSecurityException(env, failure.getMessage(), false);
-        logThrown(function, u"SecurityException");
+        logThrown(function, u"SecurityException thrown.");
     } catch (const NorqRuntimeException& failure) { // an unknown one too
         throwRuntimeException(env, failure.getMessage(), false);
-        logThrown(function, u"RuntimeException");
+        logThrown(function, u"RuntimeException thrown.");
     } catch (const NorqException& failure) {
         throwException(env, failure.getMessage(), false);
-        logThrown(function, u"Exception");
+        logThrown(function, u"Exception thrown.");
     } catch (...) {
         throwRuntimeException(env, u"Unknown error encountered.", false);
-        logThrown(function, u"RuntimeException");
+        logThrown(function, u"RuntimeException thrown.");
     }
 }
 
