@@ -7,6 +7,7 @@
 #include "log/OutputDebugAppender.h"
 #include "log/RollingFileAppender.h"
 #include "log/StaticLogInstance.h"
+#include "windows/NTEventLogAppender.h"
 
 namespace norq_std_internal {
 
@@ -17,6 +18,7 @@ void registerLogClasses() {
     norq_std::RollingFileAppender::registerClass();
     norq_std::CompressedRollingFileAppender::registerClass();
     norq_std::OutputDebugAppender::registerClass();
+    norq_std::NTEventLogAppender::registerClass();
 }
 
 void initLogLocks() { norq_std::StaticLogInstance::initLocks(); }

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "support/Limits.h"
-#include "support/NothingLeft.h"
+#include "support/RegistryFolder.h"
+#include "support/Rerun.h"
 
 #include <gtest/gtest.h>
 
@@ -99,19 +100,20 @@ private:
     int descriptor;
 };
 
-class EventLogTest : public NothingLeft {
+class EventLogTest : public RegistryFolder {
 protected:
     void SetUp() override {
+        RegistryFolder::SetUp();
         journalPath = folder() / "journal";
         syslogPath = folder() / "syslog";
         ::setenv("NORQSTD_JOURNAL_SOCKET", journalPath.c_str(), 1);
         ::setenv("NORQSTD_SYSLOG_SOCKET", syslogPath.c_str(), 1);
-        ::setenv("NORQSTD_HKEY_LOCAL_MACHINE", (folder() / "machine.db").c_str(), 1);
     }
     void TearDown() override {
         ::unsetenv("NORQSTD_JOURNAL_SOCKET");
         ::unsetenv("NORQSTD_SYSLOG_SOCKET");
-        NothingLeft::TearDown();
+        if (!Rerun::inside()) // the log of that process lives as long as it
+            RegistryFolder::TearDown();
     }
 
     std::filesystem::path journalPath;
