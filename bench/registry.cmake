@@ -1,0 +1,5 @@
+find_package(PkgConfig REQUIRED)
+find_package(Qt5 REQUIRED COMPONENTS Core)
+find_package(SQLite3 REQUIRED)
+pkg_check_modules(NORQSTD_GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+target_link_libraries(norqstd-bench-registry PRIVATE Qt5::Core SQLite::SQLite3 PkgConfig::NORQSTD_GLIB)
