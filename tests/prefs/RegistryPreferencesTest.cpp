@@ -1,0 +1,206 @@
+#include "base/Class.h"
+#include "exception/NorqException.h"
+#include "prefs/RegistryPreferencesFactory.h"
+#include "prefs/RegistrySupport.h"
+#include "stream/ByteArray.h"
+#include "windows/NorqRegistry.h"
+
+#include <array>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+using namespace norq_std;
+using norqstd_test::OtherProcess;
+
+namespace {
+
+using RegistryPreferencesTest = norqstd_test::RegistryTest;
+
+WString number(std::size_t n) { return norqstd_test::wide(std::to_string(n)); }
+
+WString messageOf(const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const NorqBackingStoreException& e) {
+        return e.getMessage();
+    }
+    return u"nothing thrown";
+}
+
+TEST_F(RegistryPreferencesTest, NumbersReadAsText) {
+    node->putInt(u"n", -7);
+    EXPECT_EQ(node->getInt(u"n", 1), -7);
+    EXPECT_EQ(node->get(u"n", u"?"), u"-7");
+    EXPECT_EQ(node->getLongLong(u"n", 1), -7);
+    EXPECT_TRUE(node->getBoolean(u"n", true));
+    node->put(u"n", u"12abc");
+    EXPECT_EQ(node->getInt(u"n", 1), 12);
+    node->put(u"n", u"abc");
+    EXPECT_EQ(node->getInt(u"n", 1), 1);
+    EXPECT_EQ(node->getInt(u"absent", 5), 5);
+    EXPECT_EQ(node->get(u"absent", u"?"), u"?");
+
+    NorqRegistry registry;
+    registry.openKey(HKEY_CURRENT_USER, name, KEY_READ);
+    node->putInt(u"n", 0x7FFFFFFF);
+    EXPECT_EQ(registry.getStrValue(u"n"), u"2147483647");
+}
+
+TEST_F(RegistryPreferencesTest, KeepsTextsUpToTheLimits) {
+    const WString longest = WString(8190, u'\u20AC') + u"\U0001F600";
+    const WString longestKey(80, u'k');
+    node->put(longestKey, longest);
+    node->put(u"empty", u"");
+    node->put(u"a\\b/c", u"x\r\ny");
+    EXPECT_EQ(node->get(longestKey, u"?"), longest);
+    EXPECT_EQ(node->get(u"empty", u"?"), u"");
+    EXPECT_EQ(node->get(u"A\\B/C", u"?"), u"x\r\ny");
+    EXPECT_EQ(node->keys(), (std::vector<WString>{u"a\\b/c", longestKey})); // those with a value
+    EXPECT_THROW(node->putInt(longestKey + u"k", 1), NorqIllegalArgumentException);
+    EXPECT_THROW(node->putInt(u"", 1), NorqIllegalArgumentException);
+    EXPECT_THROW(static_cast<void>(node->getInt(longestKey + u"k", 1)), NorqIllegalArgumentException);
+    node->remove(u"empty");
+    node->remove(u"empty");
+    EXPECT_EQ(node->get(u"empty", u"?"), u"?");
+    node->clear();
+    EXPECT_TRUE(node->keys().empty());
+}
+
+TEST_F(RegistryPreferencesTest, NodesAreKeys) {
+    const auto deep = node->node(u"a\\b")->node(u"c");
+    EXPECT_EQ(deep->absolutePath(), u"/" + name + u"/a/b/c");
+    EXPECT_EQ(deep->buildListenerPath(), u"HKEY_CURRENT_USER\\" + name + u"\\a\\b\\c");
+    EXPECT_EQ(RegistryPreferences::getSystemRoot()->buildListenerPath(), u"HKEY_LOCAL_MACHINE\\");
+    NorqRegistry registry;
+    registry.openKey(HKEY_CURRENT_USER, name + u"\\a\\b", KEY_READ);
+    EXPECT_EQ(registry.getKeys(), std::vector<WString>{u"c"});
+    bool existed = true;
+    registry.createKey(existed, HKEY_CURRENT_USER, name + u"\\a\\made outside", KEY_WRITE, 0);
+    EXPECT_FALSE(existed);
+    EXPECT_EQ(node->node(u"a")->childrenNames(), (std::vector<WString>{u"b", u"made outside"}));
+    EXPECT_TRUE(user()->nodeExists(name + u"/A/B"));
+    EXPECT_FALSE(node->nodeExists(u"b"));
+    node->node(u"a")->removeNode();
+    EXPECT_FALSE(node->nodeExists(u"a/b"));
+    EXPECT_THROW(static_cast<void>(deep->get(u"x", u"")), NorqIllegalStateException);
+    EXPECT_THROW(deep->addPreferenceChangeListener(std::make_shared<norqstd_test::Heard>()), NorqIllegalStateException);
+    EXPECT_THROW(user()->removeNode(), NorqIllegalArgumentException);
+}
+
+TEST_F(RegistryPreferencesTest, ANodeWhoseKeyHasGoneSaysSo) {
+    NorqRegistry().deleteKey(HKEY_CURRENT_USER, name);
+    node->put(u"k", u"v");
+    node->putInt(u"k", 1);
+    node->remove(u"k");
+    EXPECT_EQ(node->get(u"k", u"?"), u"?");
+    const WString gone = u" Object not found: <";
+    const std::array<std::pair<std::function<void()>, WString>, 3> rows{
+        {{[this] { static_cast<void>(node->keys()); }, u"Failed to get keys."},
+         {[this] { static_cast<void>(node->childrenNames()); }, u"Failed to get children names."},
+         {[this] { node->removeNode(); }, u"Failed to remove node."}}};
+    for (const auto& [body, text] : rows) {
+        const WString message = messageOf(body);
+        EXPECT_EQ(message.substr(0, text.size() + 2), text + u": ");
+        EXPECT_NE(message.find(gone), WString::npos);
+    }
+}
+
+TEST_F(RegistryPreferencesTest, AMachineHiveThatCannotBeWrittenIsReadAsDefaults) {
+    OtherProcess process([] {
+        ::setenv("NORQSTD_REGISTRY_MACHINE", "/proc/none", 1);
+        const auto its = RegistryPreferences::getSystemRoot()->node(u"a/b");
+        its->put(u"k", u"v");
+        its->putInt(u"n", 1);
+        return its->get(u"k", u"?") == u"?" && its->getInt(u"n", 2) == 2 && !its->nodeExists(u"c") ? 7 : 8;
+    });
+    EXPECT_EQ(process.run(), 7);
+}
+
+TEST_F(RegistryPreferencesTest, IsTheDefaultFactory) {
+    EXPECT_EQ(Preferences::userRoot(), RegistryPreferences::getUserRoot());
+    EXPECT_EQ(Preferences::systemRoot(), RegistryPreferencesFactory().systemRoot());
+    EXPECT_TRUE(node->isUserNode());
+    EXPECT_EQ(RegistryPreferences::getSystemRoot()->node(name)->toString(), u"System Preference Node: /" + name);
+}
+
+// All nodes work on one registry object: what one has open must never serve another.
+TEST_F(RegistryPreferencesTest, ThreadsOnDifferentNodesDoNotMixTheirKeys) {
+    std::vector<std::thread> threads;
+    std::atomic<int> mixed{0};
+    for (std::size_t t = 0; t < 4; ++t)
+        threads.emplace_back([this, t, &mixed] {
+            const auto own = node->node(number(t));
+            for (std::size_t i = 0; i < norqstd_test::rounds(100); ++i) {
+                own->put(u"k", number(t) + u" " + number(i));
+                own->putInt(u"n", static_cast<std::int32_t>(t));
+                mixed += own->get(u"k", u"?") != number(t) + u" " + number(i);
+                mixed += own->getInt(u"n", -1) != static_cast<std::int32_t>(t);
+                mixed += own->keys().size() != 2;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(mixed, 0);
+}
+
+TEST_F(RegistryPreferencesTest, TwoProcessesPutDifferentKeysAndLoseNone) {
+    const std::size_t count = norqstd_test::rounds(300);
+    const auto writer = [this, count](const WString& prefix) {
+        return [this, count, prefix] {
+            for (std::size_t i = 0; i < count; ++i)
+                node->put(prefix + number(i), prefix);
+            return 0;
+        };
+    };
+    OtherProcess a(writer(u"a"));
+    OtherProcess b(writer(u"b"));
+    a.go();
+    b.go();
+    EXPECT_EQ(a.finish(), 0);
+    EXPECT_EQ(b.finish(), 0);
+    EXPECT_EQ(node->keys().size(), 2 * count);
+}
+
+/// How many writers are killed: NORQSTD_KILL_ROUNDS, or a few.
+std::size_t killRounds() {
+    const char* const set = std::getenv("NORQSTD_KILL_ROUNDS");
+    return set == nullptr ? norqstd_test::rounds(10) : std::strtoul(set, nullptr, 10);
+}
+
+// The writer tells each number once it is put: what it told is in the store, and never half of a value.
+TEST_F(RegistryPreferencesTest, AWriterThatIsKilledLeavesWhatItHasPut) {
+    for (std::size_t round = 0; round < killRounds(); ++round) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(::pipe(ends), 0);
+        OtherProcess writer([this, &ends] {
+            for (std::uint32_t i = 1;; ++i) {
+                node->put(u"text", WString(1 + i % 4000, static_cast<WChar>(u'a' + i % 26)));
+                node->putInt(u"count", static_cast<std::int32_t>(i));
+                if (::write(ends[1], &i, sizeof i) != sizeof i)
+                    return 1;
+            }
+        });
+        writer.go();
+        std::uint32_t told = 0;
+        for (std::size_t i = 0; i <= round % 7; ++i) // killed at another point each time
+            ASSERT_EQ(::read(ends[0], &told, sizeof told), static_cast<ssize_t>(sizeof told));
+        std::this_thread::sleep_for(std::chrono::microseconds(round * 137 % 3000));
+        writer.kill();
+        EXPECT_EQ(writer.finish(), -SIGKILL);
+        ::close(ends[1]);
+        while (::read(ends[0], &told, sizeof told) == static_cast<ssize_t>(sizeof told)) {
+        }
+        ::close(ends[0]);
+
+        const auto count = static_cast<std::uint32_t>(node->getInt(u"count", -1));
+        EXPECT_TRUE(count == told || count == told + 1) << count << " after " << told;
+        const WString text = node->get(u"text", u"");
+        const auto isOf = [&text](std::uint32_t i) {
+            return text == WString(1 + i % 4000, static_cast<WChar>(u'a' + i % 26));
+        };
+        EXPECT_TRUE(isOf(count) || isOf(count + 1));
+    }
+}
+
+} // namespace
