@@ -127,9 +127,9 @@ private:
     Texts<std::string, decltype(&same)> texts{&same};
 };
 
-class Qt {
+class QtSettings {
 public:
-    explicit Qt(const Place& place)
+    explicit QtSettings(const Place& place)
         : settings(QString::fromStdString((place.folder / "qt.ini").string()), QSettings::IniFormat) {
         for (std::size_t i = 0; i < KEYS; ++i)
             settings.setValue(QString::fromStdString(keyOf(i)), QString::fromStdString(valueOf(i)));
@@ -298,7 +298,7 @@ int main(int argc, char** argv) {
     for (const Place* place : {&memory, &disk}) {
         addRows<Ours>(*place, "ours");
         addRows<Glib>(*place, "glib");
-        addRows<Qt>(*place, "qsettings");
+        addRows<QtSettings>(*place, "qsettings");
         addLatency(*place);
     }
     benchmark::Initialize(&argc, argv);
