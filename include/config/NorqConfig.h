@@ -82,6 +82,7 @@ private:
     /// The value that the section, which may be null, has for the key.
     static std::optional<norq_std_internal::PackedView> valueIn(const ConfigurationSection* section,
                                                                 std::u16string_view trimmedKey);
+    bool hasListeners() const;
     bool isListener(const std::shared_ptr<ConfigurationListener>& listener) const NORQ_REQUIRES(lock);
     /// Sets the value, and says what became of the key.
     Assignment assign(const WString& key, const WString& value, const WString& section) NORQ_REQUIRES(lock);

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_set>
 
 namespace norq_std_internal::platform {
 class DirectoryHold;
@@ -25,9 +26,10 @@ class Configuration;
 /// are settled when the first root is asked for. A name must be one that a file can have, and the whole path of a node
 /// is bounded as every path of a `File`.
 ///
-/// What is put is in memory until `flush` or `sync`; while the node has no file at all, `get` does not see it. Where
-/// memory and file both have a key, memory wins. Processes that sync the same node at once lose no key to each other:
-/// reading, merging and saving is one step among them. A file is replaced whole, see `ConfigurationFile::save`.
+/// What is put is in memory until `flush` or `sync`; while the node has no file at all, `get` does not see it. A file
+/// that somebody deletes is missed at once, or within some milliseconds by a node that is read in quick succession.
+/// Where memory and file both have a key, memory wins. Processes that sync the same node at once lose no key to each
+/// other: reading, merging and saving is one step among them. A file is replaced whole, see `ConfigurationFile::save`.
 ///
 /// While a node has listeners, its file is followed: what others write is taken over and told. The listeners are called
 /// on the thread of `PreferenceChangeNotifier`.
@@ -58,6 +60,7 @@ public:
     void addPreferenceChangeListener(const std::shared_ptr<PreferenceChangeListener>& listener) override;
     void removePreferenceChangeListener(const std::shared_ptr<PreferenceChangeListener>& listener) override;
     WString buildListenerPath() const override;
+    WString get(const WString& key, const WString& defaultValue) const override;
 
     void onConfigChange(const ConfigurationChangeEvent& event) override;
 
@@ -69,7 +72,7 @@ protected:
     WString getSpi(const WString& key) const override;
     /// Throws `NorqIllegalArgumentException` for what a file cannot keep apart from its neighbours: a line break or a
     /// zero unit, and a key of nothing but white space.
-    void putSpi(const WString& key, const WString& value) override;
+    void putSpi(const WString& key, const WString& value) override NORQ_REQUIRES(lock);
     void removeSpi(const WString& key) override;
     void flushSpi() override;
     void syncSpi() override;
@@ -78,6 +81,13 @@ protected:
 private:
     class NodeConfig;
     struct Roots;
+    /// No value: removed.
+    using UnsavedValues = std::map<WString, std::optional<WString>>;
+    /// How often within a moment the file system said that the file is there.
+    struct FileQuestions {
+        std::int64_t moment = 0;
+        std::int32_t count = 0;
+    };
 
     FilePreferences(RootType rootType, const WString& name);
     FilePreferences(const std::shared_ptr<FilePreferences>& parent, const WString& name);
@@ -88,11 +98,12 @@ private:
     static WString buildFilePath(const FilePreferences& parent, const WString& name);
 
     void open();
-    bool isPrefsFile() const;
+    bool isPrefsFile() const NORQ_REQUIRES(lock);
     void loadConfigFile();
     void loadAndMerge();
     void save(bool merges);
-    void restoreUnsaved();
+    UnsavedValues unsavedValues() const;
+    void restore(const UnsavedValues& values);
     norq_std_internal::platform::DirectoryHold holdForWriting() const;
     /// Takes over what the file holds, or its disappearance. On the thread of the `FileWatcher`.
     void followFile(bool deleted);
@@ -105,8 +116,9 @@ private:
     const File prefsFile;
     const WString prefsPath; // canonical, of the file
     bool isLoaded NORQ_GUARDED_BY(lock) = false;
-    // What was put, or removed (no value), and not yet saved: a reading of the file must not undo it.
-    std::map<WString, std::optional<WString>> unsaved NORQ_GUARDED_BY(lock);
+    // The keys that were put or removed and not yet saved: a reading of the file must not undo that.
+    std::unordered_set<WString> unsaved NORQ_GUARDED_BY(lock);
+    mutable FileQuestions questions NORQ_GUARDED_BY(lock);
     const std::unique_ptr<NodeConfig> config; // has a lock of its own, always taken second
 };
 

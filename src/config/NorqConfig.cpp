@@ -70,6 +70,11 @@ bool NorqConfig::isListener(const std::shared_ptr<ConfigurationListener>& listen
     return std::find(listeners.begin(), listeners.end(), listener) != listeners.end();
 }
 
+bool NorqConfig::hasListeners() const {
+    const AutoLock<Lock> guard(lock);
+    return !listeners.empty();
+}
+
 void NorqConfig::updateListenerPath() {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::NorqConfig::updateListenerPath");
     const AutoLock<Lock> guard(lock);
@@ -111,7 +116,7 @@ NorqConfig::Assignment NorqConfig::assign(const WString& key, const WString& val
 
 void NorqConfig::notifyAssignment(Assignment assignment, const WString& key, const WString& value,
                                   const WString& section) {
-    if (assignment != Assignment::Same)
+    if (assignment != Assignment::Same && hasListeners())
         notifyListeners(
             {getPath(),
              assignment == Assignment::Added ? ConfigurationChangeEvent::Added : ConfigurationChangeEvent::Changed,
@@ -168,7 +173,8 @@ bool NorqConfig::removeValue(const WString& key, const WString& section) {
         if (!containsKey(key, section) || !Configuration::removeKeyValue(key, section))
             return false;
     }
-    notifyListeners({getPath(), ConfigurationChangeEvent::Removed, section, key, WString()});
+    if (hasListeners())
+        notifyListeners({getPath(), ConfigurationChangeEvent::Removed, section, key, WString()});
     return true;
 }
 

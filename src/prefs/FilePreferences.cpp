@@ -7,6 +7,7 @@
 #include "exception/NorqException.h"
 #include "file/DirectoryFilter.h"
 #include "internal/PathElement.h"
+#include "platform/CoarseClock.h"
 #include "platform/DirectoryHold.h"
 #include "platform/Error.h"
 #include "platform/FileSystem.h"
@@ -33,6 +34,7 @@ constexpr WChar FileName[] = u"prefs.cfg";
 constexpr WChar SystemRootVariable[] = u"NORQSTD_PREFS_SYSTEM_ROOT";
 constexpr std::chrono::milliseconds SaveHoldLimit(10'000); // many times what a save takes
 constexpr std::chrono::milliseconds ReadHoldLimit(1'000);  // a reading can do without
+constexpr std::int32_t QuestionsAMoment = 16;              // to the file system; more in one moment get the last answer
 constexpr int Attempts = 400;
 constexpr std::chrono::milliseconds AttemptDelay(5);
 
@@ -56,7 +58,7 @@ const WString& checkedName(const WString& name) {
 }
 
 void checkText(const WString& text, const WChar* label) {
-    if (text.find_first_of(std::u16string_view(u"\r\n\0", 3)) != WString::npos)
+    if (std::any_of(text.begin(), text.end(), [](WChar unit) { return unit == u'\n' || unit == u'\r' || unit == 0; }))
         throw NorqIllegalArgumentException(label + WString(u" holds a line break or a zero character."));
 }
 
@@ -208,8 +210,16 @@ std::vector<WString> FilePreferences::childrenNamesSpi() const {
 // ---- keys
 
 bool FilePreferences::isPrefsFile() const {
+    const std::int64_t moment = platform::coarseMoment();
+    if (questions.moment != moment)
+        questions = {moment, 0};
+    if (questions.count == QuestionsAMoment)
+        return true;
     platform::FileStatus status;
-    return platform::fileStatus(prefsPath, status) && !status.isDirectory();
+    if (!platform::fileStatus(prefsPath, status) || status.isDirectory())
+        return false;
+    ++questions.count;
+    return true;
 }
 
 std::vector<WString> FilePreferences::keysSpi() const {
@@ -225,22 +235,34 @@ std::vector<WString> FilePreferences::keysSpi() const {
 
 WString FilePreferences::getSpi(const WString& key) const {
     const AutoLock<Lock> guard(lock);
-    if (isPrefsFile() && config->containsKey(key, Configuration::defaultSection))
-        return config->getValue(key, Configuration::defaultSection);
+    if (isPrefsFile())
+        if (std::optional<WString> value = config->value(key))
+            return *std::move(value);
     throw NorqObjectNotFoundException(u"File or key is not found.");
+}
+
+/// As the general one, without an exception for each absent key.
+WString FilePreferences::get(const WString& key, const WString& defaultValue) const {
+    static constexpr WChar Function[] = u"norq_std::FilePreferences::get";
+    checkKey(key, Function);
+    const AutoLock<Lock> guard(lock);
+    assertNodeNotRemoved(Function);
+    if (isPrefsFile())
+        if (std::optional<WString> value = config->value(key))
+            return *std::move(value);
+    return defaultValue;
 }
 
 void FilePreferences::putSpi(const WString& key, const WString& value) {
     checkText(key, u"Key");
     checkText(value, u"Value");
-    const AutoLock<Lock> guard(lock);
     config->setValue(key, value, Configuration::defaultSection);
-    unsaved.insert_or_assign(key, value);
+    unsaved.insert(key);
 }
 
 void FilePreferences::removeSpi(const WString& key) {
     const AutoLock<Lock> guard(lock);
-    unsaved.insert_or_assign(key, std::nullopt);
+    unsaved.insert(key);
     config->removeValue(key, Configuration::defaultSection);
 }
 
@@ -295,10 +317,13 @@ void FilePreferences::save(bool merges) {
     const AutoLock<Lock> guard(lock);
     try {
         const DirectoryHold hold = holdForWriting();
-        if (merges || !isLoaded)
+        if (merges) { // a removed key that the file has is back
             loadAndMerge();
-        if (!merges) // else a removed key that the file has is back
-            restoreUnsaved();
+        } else if (!isLoaded) {
+            const UnsavedValues mine = unsavedValues();
+            loadAndMerge();
+            restore(mine);
+        }
         untilFileIsFree([this] { config->save(); });
         unsaved.clear();
     } catch (const NorqException& failure) {
@@ -307,9 +332,17 @@ void FilePreferences::save(bool merges) {
     }
 }
 
-void FilePreferences::restoreUnsaved() {
+FilePreferences::UnsavedValues FilePreferences::unsavedValues() const {
     const AutoLock<Lock> guard(lock);
-    for (const auto& [key, value] : unsaved)
+    UnsavedValues values;
+    for (const WString& key : unsaved)
+        values.emplace(key, config->value(key));
+    return values;
+}
+
+void FilePreferences::restore(const UnsavedValues& values) {
+    const AutoLock<Lock> guard(lock);
+    for (const auto& [key, value] : values)
         if (value)
             config->setValue(key, *value, Configuration::defaultSection);
         else
@@ -389,12 +422,13 @@ void FilePreferences::followFile(bool deleted) {
     const AutoLock<Lock> guard(lock);
     if (isRemoved())
         return;
+    const UnsavedValues mine = unsavedValues();
     {
         // No process that saves holds the file meanwhile.
         const DirectoryHold hold(directory.getCanonicalPath(), DirectoryHold::Mode::Shared, ReadHoldLimit);
         config->follow(deleted);
     }
-    restoreUnsaved();
+    restore(mine);
 }
 
 } // namespace norq_std

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "concurrency/AutoLock.h"
 #include "config/NorqConfig.h"
 #include "prefs/FilePreferences.h"
+
+#include <optional>
 
 namespace norq_std {
 
@@ -17,6 +20,16 @@ public:
     void onFileDeleted(const File&) override { pass(true); }
     void onFileCreated(const File&) override { pass(false); }
     void onFileContentChange(const File&) override { pass(false); }
+
+    /// Of a key of the node.
+    std::optional<WString> value(const WString& key) const {
+        const AutoLock<Lock> guard(lock);
+        const ConfigurationSection& keys = getSection(defaultSection);
+        WString found = keys.getValue(key);
+        if (found.empty() && !keys.contains(key))
+            return std::nullopt;
+        return found;
+    }
 
     /// Under the node's lock.
     void follow(bool deleted) { checkFileForChanges(deleted); }
