@@ -27,7 +27,6 @@ constexpr const WChar* CheckFunction = u"norq_std::RegistryChangeNotifier::Regis
 } // namespace
 
 // ---- what the thread waits for
-// ---------------------------------------------------------------------------------------
 
 class RegistryChangeNotifier::Handles {
 public:
@@ -69,7 +68,6 @@ private:
 };
 
 // ---- the thread
-// ------------------------------------------------------------------------------------------------------
 
 RegistryChangeNotifier::RegistryCheckingThread::RegistryCheckingThread(RegistryChangeNotifier& servedNotifier)
     : Thread(u"RegistryCheckingThread")
@@ -128,7 +126,6 @@ void RegistryChangeNotifier::RegistryCheckingThread::handleChange(Handles& handl
 }
 
 // ---- the notifier
-// ----------------------------------------------------------------------------------------------------
 
 RegistryChangeNotifier::RegistryChangeNotifier()
     : terminateEvent(std::make_shared<PlatformEvent>(PlatformEvent::Reset::Manual))
