@@ -13,7 +13,8 @@ enum class Replacement : std::uint8_t {
 };
 
 /// Replaces an existing file by a new one with this content and the old one's permissions, in one step: whoever opens
-/// the path finds the old file or the new one, whole, also after a crash of the process or of the machine.
+/// the path finds the old file or the new one, whole, also after a crash of the process or of the machine; once this
+/// has returned, the new one.
 ///
 /// A process that is killed leaves nothing behind but, on file systems without unnamed files or in the last moment
 /// before the step, a hidden file of the name with a random ending.

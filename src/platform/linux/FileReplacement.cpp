@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/FileSystem.h"
+#include "platform/linux/Descriptor.h"
 
 #include <atomic>
 #include <cerrno>
@@ -23,7 +24,7 @@ public:
     explicit NewFile(const std::string& targetPath, mode_t permissions)
         : target(targetPath) {
         const std::size_t name = target.rfind('/') + 1;
-        const std::string directory = name == 0 ? "./" : target.substr(0, name);
+        directory = name == 0 ? "./" : target.substr(0, name);
         stem.append(directory).append(".").append(target, name);
         fd = open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, permissions);
         if (fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT)) {
@@ -72,12 +73,24 @@ public:
         if (rename(named.c_str(), target.c_str()) != 0)
             return false;
         named.clear();
+        syncDirectory();
         return true;
     }
 
-    bool putWhereNothingIs() const { return linkAs(target); }
+    bool putWhereNothingIs() const {
+        if (!linkAs(target))
+            return false;
+        syncDirectory();
+        return true;
+    }
 
 private:
+    /// The name lasts too. Too late to fail: the file is in place.
+    void syncDirectory() const {
+        if (const Descriptor folder(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); folder.valid())
+            static_cast<void>(fsync(folder.get()));
+    }
+
     bool linkAs(const std::string& path) const {
         const std::string self = "/proc/self/fd/" + std::to_string(fd);
         return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
@@ -99,6 +112,7 @@ private:
     }
 
     const std::string target;
+    std::string directory;
     std::string stem;
     std::string named; // where the file stands under a name of its own
     int fd = -1;
