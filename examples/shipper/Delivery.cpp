@@ -79,7 +79,7 @@ private:
 
 Delivery::Delivery(const Settings& settings, RunState& itsRunState)
     : runState(itsRunState)
-    , state(settings.folder)
+    , state(settings.state)
     , places{state, runState.stop}
     , queue(runState.stop)
     , connection(std::make_shared<CollectorConnection>(settings.collectors, state, changed, contact))
@@ -98,6 +98,10 @@ Delivery::~Delivery() {
 }
 
 void Delivery::start() {
+    if (state.getSequence() > 0)
+        SHIPPER_SAY(norq_std::INFO, u"shipper::Delivery::start",
+                    "going on behind batch " + std::to_string(state.getSequence()) + ", with " +
+                        std::to_string(state.getEvents()) + " events delivered");
     sender = std::make_unique<norq_std::Thread>(std::make_shared<Sender>(*this), u"delivery");
     sender->start();
     settler = std::make_unique<Settler>(*this);

@@ -27,13 +27,13 @@ class Delivery {
 public:
     struct Settings {
         std::vector<wire::Endpoint> collectors;
-        std::string folder; ///< of the state
+        StateNode::Address state;
         int retryMs = 1000; ///< between two rounds over all collectors
 
         bool operator==(const Settings&) const = default;
     };
 
-    /// Throws `std::runtime_error` if the state cannot be read or another agent uses it.
+    /// Throws `StateError` if the state cannot be read or another agent uses it.
     Delivery(const Settings& settings, RunState& state);
     ~Delivery();
     Delivery(const Delivery&) = delete;

@@ -43,7 +43,7 @@ void DeliveryProtocol::deliver(DeliveryChannel& channel, const std::string& coll
         throw norq_std::NorqConnectException(
             norq_std::UtfUtils::utf8ToUtf16(channel.getAddress() + " acknowledged another batch"));
     state.recordSettled(collector, delivered);
-    state.recordDelivered(sequence, collector, channel.getAddress(), batch.places);
+    state.recordDelivered({sequence, collector, channel.getAddress(), batch.events.size()}, batch.places);
 }
 
 } // namespace shipper

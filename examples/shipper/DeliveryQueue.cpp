@@ -69,7 +69,7 @@ std::optional<DeliveryBatch> DeliveryQueue::gather() {
     std::size_t gathered = 0;
     for (auto part = waiting.find(next); part != waiting.end() && part->first == next;) {
         const std::size_t size = sizeOf(part->second);
-        if (whole && gathered + size > BYTES_AT_ONCE)
+        if (whole && (gathered + size > BYTES_AT_ONCE || whole->places.size() >= BatchRecord::MOST_PLACES))
             break;
         if (!whole)
             whole.emplace();

@@ -2,154 +2,117 @@
 
 #include "wire/Message.h"
 
-#include "base/JsonArray.h"
-#include "base/JsonObject.h"
-#include "base/JsonUtil.h"
-#include "base/UtfUtils.h"
 #include "concurrency/AutoLock.h"
-#include "exception/NorqException.h"
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace shipper {
 namespace {
 
-using norq_std::JsonArray;
-using norq_std::JsonObject;
-using norq_std::WString;
 using Guard = norq_std::AutoLock<norq_std::Lock>;
 
-constexpr const char* FILE_NAME = "delivery.json";
+constexpr const char* AGENT = "agent";
 constexpr std::ptrdiff_t LEFT_FILES_KNOWN = 16; // of a path
 
-/// Bytes of any kind as text, a unit each: a path need not be UTF-8.
-WString widen(const std::string& bytes) {
-    WString text;
-    for (const char byte : bytes)
-        text += static_cast<char16_t>(static_cast<unsigned char>(byte));
-    return text;
+/// Of a key such as "file.7"; 0 if it does not begin so.
+std::uint64_t numberOf(const std::string& key, std::string_view prefix) {
+    std::uint64_t number = 0;
+    if (key.starts_with(prefix))
+        std::from_chars(key.data() + prefix.size(), key.data() + key.size(), number);
+    return number;
 }
 
-std::string narrow(const WString& text) {
-    std::string bytes;
-    for (const char16_t unit : text)
-        bytes += static_cast<char>(unit);
-    return bytes;
+SourcePlace beginOf(const SourcePlace& place) {
+    SourcePlace begin;
+    begin.path = place.path;
+    begin.device = place.device;
+    begin.inode = place.inode;
+    return begin;
 }
 
-/// 64 bits do not fit into a JSON number, so all numbers here are texts.
-void put(JsonObject& object, const WString& key, std::uint64_t value) {
-    object.putString(key, widen(std::to_string(value)));
-}
+bool isSame(const SourcePlace& a, const SourcePlace& b) { return a.path == b.path && a.isFile(b.device, b.inode); }
 
-std::uint64_t number(const JsonObject& object, const WString& key) {
-    const std::string text = narrow(object.getString(key, u""));
-    std::uint64_t value = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (text.empty() || parsed.ec != std::errc() || parsed.ptr != text.data() + text.size())
-        throw std::invalid_argument("no sound \"" + narrow(key) + "\"");
-    return value;
-}
-
-std::shared_ptr<JsonObject> placeToJson(const SourcePlace& place) {
-    auto object = std::make_shared<JsonObject>();
-    object->putString(u"path", widen(place.path));
-    put(*object, u"device", place.device);
-    put(*object, u"inode", place.inode);
-    put(*object, u"offset", place.offset);
-    put(*object, u"line", place.line);
-    put(*object, u"part", place.part);
-    put(*object, u"headBytes", place.headBytes);
-    put(*object, u"head", place.head);
-    put(*object, u"tailBytes", place.tailBytes);
-    put(*object, u"tail", place.tail);
-    object->putBoolean(u"left", place.left);
-    return object;
-}
-
-SourcePlace placeFromJson(const JsonObject& object) {
-    SourcePlace place;
-    place.path = narrow(object.getString(u"path", u""));
-    place.device = number(object, u"device");
-    place.inode = number(object, u"inode");
-    place.offset = number(object, u"offset");
-    place.line = number(object, u"line");
-    place.part = static_cast<std::uint32_t>(number(object, u"part"));
-    place.headBytes = number(object, u"headBytes");
-    place.head = number(object, u"head");
-    place.tailBytes = number(object, u"tailBytes");
-    place.tail = number(object, u"tail");
-    place.left = object.getBoolean(u"left", false);
-    return place;
+/// How far the file was read, of which this tells nothing else.
+void moveTo(SourcePlace& file, SourcePlace place) {
+    place.path = file.path;
+    place.device = file.device;
+    place.inode = file.inode;
+    file = std::move(place);
 }
 
 } // namespace
 
-DeliveryState::DeliveryState(const std::string& path, wire::DurableFolder::StepHook hook)
-    : folder(path, std::move(hook)) {
-    const auto text = folder.read(FILE_NAME);
-    if (text) {
+DeliveryState::DeliveryState(const StateNode::Address& address, StateNode::StepHook hook)
+    : node(address, std::move(hook)) {
+    const auto values = node.read();
+    if (!values.empty()) {
         try {
-            load(*text);
-        } catch (const norq_std::NorqException& failure) {
-            throw std::runtime_error(path + "/" + FILE_NAME + " cannot be read: " + narrow(failure.getMessage()));
-        } catch (const std::logic_error& failure) {
-            throw std::runtime_error(path + "/" + FILE_NAME + " cannot be read: " + failure.what());
+            load(values);
+        } catch (const std::invalid_argument& failure) {
+            throw StateError(node.toString() + " is not the state of an agent: " + failure.what());
         }
         return;
     }
     agent = wire::makeId();
-    changed = true;
-    save();
+    writeSafely([&] {
+        node.put(AGENT, agent);
+        node.flush();
+    });
 }
 
-void DeliveryState::load(const std::string& text) {
-    const auto value = norq_std::JsonUtil::parseJson(norq_std::UtfUtils::utf8ToUtf16(text));
-    const auto object = std::dynamic_pointer_cast<JsonObject>(value);
-    const auto known = object ? object->getObject(u"collectors") : nullptr;
-    const auto files = object ? object->getArray(u"places") : nullptr;
-    if (!known || !files)
-        throw std::invalid_argument("it is not the state of an agent");
-    agent = narrow(object->getString(u"agent", u""));
+// ---- reading
+
+void DeliveryState::load(const std::map<std::string, std::string>& values) {
+    BatchRecord last;
+    std::map<std::uint64_t, FileRecord> records;
+    std::map<std::uint64_t, std::string> ids;
+    for (const auto& [key, value] : values) {
+        if (key == AGENT) {
+            agent = value;
+        } else if (key == BatchRecord::KEY) {
+            last = BatchRecord::parse(value);
+        } else if (const auto file = numberOf(key, FileRecord::KEY); file != 0) {
+            records[file] = FileRecord::parse(value);
+        } else if (const auto number = numberOf(key, CollectorRecord::KEY); number != 0) {
+            const CollectorRecord record = CollectorRecord::parse(value);
+            collectors[record.id] = {number, record.known, true};
+            ids[number] = record.id;
+        }
+    }
     if (!wire::isId(agent))
         throw std::invalid_argument("no sound \"agent\"");
-    sequence = number(*object, u"sequence");
-    for (const auto& [id, record] : *known) {
-        const auto fields = std::dynamic_pointer_cast<JsonObject>(record);
-        if (!fields)
-            throw std::invalid_argument("a collector that is no object");
-        collectors[narrow(id)] = {narrow(fields->getString(u"address", u"")), number(*fields, u"delivered"),
-                                  number(*fields, u"settled")};
+    if (last.batch != 0 && !ids.contains(last.collector))
+        throw std::invalid_argument("the last batch went to a collector that is not there");
+    sequence = last.batch;
+    events = last.events;
+    if (last.batch != 0) {
+        Collector& collector = collectors[ids[last.collector]];
+        collector.isWritten = collector.value.delivered == last.batch;
+        collector.value.delivered = last.batch;
     }
-    for (const auto& element : *files) {
-        const auto fields = std::dynamic_pointer_cast<JsonObject>(element);
-        if (!fields)
-            throw std::invalid_argument("a place that is no object");
-        places.push_back(placeFromJson(*fields));
-    }
+    loadFiles(std::move(records), last);
 }
 
-std::string DeliveryState::describe() const {
-    JsonObject object;
-    object.putString(u"agent", widen(agent));
-    put(object, u"sequence", sequence);
-    const auto known = std::make_shared<JsonObject>();
-    for (const auto& [id, collector] : collectors) {
-        const auto fields = std::make_shared<JsonObject>();
-        fields->putString(u"address", widen(collector.address));
-        put(*fields, u"delivered", collector.delivered);
-        put(*fields, u"settled", collector.settled);
-        known->put(widen(id), fields);
+void DeliveryState::loadFiles(std::map<std::uint64_t, FileRecord>&& records, const BatchRecord& last) {
+    for (auto& [number, record] : records) {
+        const auto moved = last.places.find(number);
+        const bool isBehind = moved != last.places.end() && record.batch < last.batch;
+        if (isBehind)
+            moveTo(record.place, moved->second);
+        // One that was read anew has two records if the first was not removed in time.
+        if (const auto earlier = findFile(record.place); earlier != files.end())
+            drop(earlier);
+        files.push_back({number, std::move(record.place), !isBehind});
+        forgetLeft(std::string(files.back().value.path));
+        lastFile = number;
     }
-    object.put(u"collectors", known);
-    const auto files = std::make_shared<JsonArray>();
-    for (const SourcePlace& place : places)
-        files->add(placeToJson(place));
-    object.put(u"places", files);
-    return norq_std::UtfUtils::utf16ToUtf8(object.toJsonString()) + "\n";
+    if (!last.places.empty())
+        lastFile = std::max(lastFile, last.places.rbegin()->first);
 }
 
 std::uint64_t DeliveryState::getSequence() const {
@@ -157,89 +120,162 @@ std::uint64_t DeliveryState::getSequence() const {
     return sequence;
 }
 
+std::uint64_t DeliveryState::getEvents() const {
+    const Guard guard(lock);
+    return events;
+}
+
 std::uint64_t DeliveryState::deliveredTo(const std::string& collector) const {
     const Guard guard(lock);
     if (failed)
-        throw std::runtime_error("what is delivered could not be recorded");
+        throw StateError("what is delivered could not be recorded");
     const auto found = collectors.find(collector);
-    return found == collectors.end() ? 0 : found->second.delivered;
+    return found == collectors.end() ? 0 : found->second.value.delivered;
 }
 
 std::map<std::string, KnownCollector> DeliveryState::getCollectors() const {
     const Guard guard(lock);
-    return collectors;
+    std::map<std::string, KnownCollector> known;
+    for (const auto& [id, collector] : collectors)
+        known[id] = collector.value;
+    return known;
 }
 
 std::vector<SourcePlace> DeliveryState::placesOf(const std::string& path) const {
     const Guard guard(lock);
     std::vector<SourcePlace> found;
-    std::copy_if(places.begin(), places.end(), std::back_inserter(found),
-                 [&](const SourcePlace& place) { return place.path == path; });
+    for (const File& file : files)
+        if (file.value.path == path)
+            found.push_back(file.value);
     return found;
 }
 
+// ---- in memory
+
+std::vector<DeliveryState::File>::iterator DeliveryState::findFile(const SourcePlace& place) {
+    return std::find_if(files.begin(), files.end(), [&](const File& file) { return isSame(file.value, place); });
+}
+
+void DeliveryState::drop(std::vector<File>::iterator file) {
+    dropped.push_back(file->number);
+    files.erase(file);
+}
+
 void DeliveryState::advance(const SourcePlace& place) {
-    const auto isSame = [&](const SourcePlace& known) {
-        return known.path == place.path && known.isFile(place.device, place.inode);
-    };
-    const auto found = std::find_if(places.begin(), places.end(), isSame);
-    if (found == places.end()) {
-        places.push_back(place);
-    } else if (found->left == place.left) {
-        *found = place;
-    } else { // a file that was left is behind those that were left before, one that is read anew behind all
-        places.erase(found);
-        places.push_back(place);
+    auto found = findFile(place);
+    if (found != files.end() && found->value.left && !place.left) { // one that is read anew is behind all
+        drop(found);
+        found = files.end();
     }
-    if (!place.left)
-        return;
-    const auto isLeft = [&](const SourcePlace& known) { return known.path == place.path && known.left; };
-    if (std::count_if(places.begin(), places.end(), isLeft) > LEFT_FILES_KNOWN)
-        places.erase(std::find_if(places.begin(), places.end(), isLeft));
+    if (found == files.end())
+        files.push_back({++lastFile, place, false});
+    else
+        *found = {found->number, place, false};
+    forgetLeft(place.path);
 }
 
-void DeliveryState::recordBegin(const SourcePlace& place) {
-    const Guard guard(lock);
-    advance(place);
-    changed = true;
-    save();
+void DeliveryState::forgetLeft(const std::string& path) {
+    const auto isLeft = [&](const File& file) { return file.value.path == path && file.value.left; };
+    auto surplus = std::count_if(files.begin(), files.end(), isLeft) - LEFT_FILES_KNOWN;
+    for (; surplus > 0; --surplus)
+        drop(std::find_if(files.begin(), files.end(), isLeft));
 }
 
-void DeliveryState::recordDelivered(std::uint64_t number, const std::string& collector, const std::string& address,
-                                    const std::vector<SourcePlace>& advanced) {
-    const Guard guard(lock);
-    sequence = number;
-    collectors[collector].address = address;
-    collectors[collector].delivered = number;
-    for (const SourcePlace& place : advanced)
-        advance(place);
-    changed = true;
-    save();
-}
-
-void DeliveryState::recordSettled(const std::string& collector, std::uint64_t number) {
+void DeliveryState::recordSettled(const std::string& collector, std::uint64_t batch) {
     const Guard guard(lock);
     const auto found = collectors.find(collector);
-    if (found == collectors.end() || found->second.settled == number)
+    if (found == collectors.end() || found->second.value.settled == batch)
         return;
-    found->second.settled = number;
-    changed = true;
+    found->second.value.settled = batch;
+    found->second.isWritten = false;
 }
 
 void DeliveryState::recordPlaces(const std::vector<SourcePlace>& advanced) {
     const Guard guard(lock);
     for (const SourcePlace& place : advanced)
         advance(place);
-    changed = changed || !advanced.empty();
+}
+
+// ---- on disk
+
+template <class Write>
+void DeliveryState::writeSafely(const Write& write) {
+    if (failed)
+        throw StateError("what is delivered could not be recorded");
+    failed = true; // unless this returns: what the disk holds is not known then
+    write();
+    failed = false;
+}
+
+void DeliveryState::writeCollector(const std::string& id, Collector& collector) {
+    node.put(CollectorRecord::KEY + std::to_string(collector.number), CollectorRecord{id, collector.value}.toText());
+    collector.isWritten = true;
+}
+
+void DeliveryState::writeFacts(const Collector* butNot) {
+    for (File& file : files) {
+        if (!std::exchange(file.isWritten, true))
+            node.put(FileRecord::KEY + std::to_string(file.number), FileRecord{sequence, file.value}.toText());
+    }
+    for (auto& [id, collector] : collectors)
+        if (&collector != butNot && !collector.isWritten)
+            writeCollector(id, collector);
+    for (const std::uint64_t number : std::exchange(dropped, {}))
+        node.remove(FileRecord::KEY + std::to_string(number));
+}
+
+/// That of a batch has a record before the batch refers to it.
+DeliveryState::Collector& DeliveryState::collectorOf(const Receipt& receipt) {
+    const std::uint64_t next = collectors.size() + 1; // they stay for ever
+    Collector& collector = collectors[receipt.collector];
+    if (collector.number != 0 && collector.value.address == receipt.address)
+        return collector;
+    if (collector.number == 0)
+        collector.number = next;
+    collector.value.address = receipt.address;
+    writeCollector(receipt.collector, collector);
+    return collector;
+}
+
+void DeliveryState::recordBegin(const SourcePlace& place) {
+    const Guard guard(lock);
+    advance(place);
+    saveAll();
+}
+
+void DeliveryState::recordDelivered(const Receipt& receipt, const std::vector<SourcePlace>& advanced) {
+    const Guard guard(lock);
+    writeSafely([&] {
+        Collector& collector = collectorOf(receipt);
+        BatchRecord record{receipt.batch, events + receipt.events, collector.number, {}};
+        for (const SourcePlace& place : advanced) {
+            if (findFile(place) == files.end())
+                advance(beginOf(place));
+            record.places[findFile(place)->number] = place;
+        }
+        writeFacts(&collector);
+        node.put(BatchRecord::KEY, record.toText());
+        node.flush();
+
+        sequence = record.batch;
+        events = record.events;
+        collector.value.delivered = record.batch;
+        collector.isWritten = false;
+        for (const SourcePlace& place : advanced)
+            advance(place);
+    });
 }
 
 void DeliveryState::save() {
     const Guard guard(lock);
-    if (!std::exchange(changed, false))
-        return;
-    failed = true; // unless this returns: what the disk holds is not known then
-    folder.replace(FILE_NAME, describe());
-    failed = false;
+    saveAll();
+}
+
+void DeliveryState::saveAll() {
+    writeSafely([&] {
+        writeFacts(nullptr);
+        node.flush();
+    });
 }
 
 } // namespace shipper

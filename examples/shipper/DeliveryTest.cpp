@@ -5,7 +5,10 @@
 
 #include "collector/Store.h"
 
+#include "base/UtfUtils.h"
 #include "exception/NorqException.h"
+#include "prefs/Preferences.h"
+#include "system/NorqSystem.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +17,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace fs = std::filesystem;
 using shipper::DeliveryBatch;
 using shipper::DeliveryProtocol;
 using shipper::DeliveryState;
+using shipper::StateNode;
 using wire::Message;
 
 namespace {
@@ -41,8 +42,9 @@ struct Cut {};
 /// each message can be cut off before it arrives and before its answer does. Whoever was killed is started again.
 class World {
 public:
-    World(const fs::path& root, std::set<int> failingPoints)
+    World(const fs::path& root, const StateNode::Address& agentState, std::set<int> failingPoints)
         : folder(root)
+        , address(agentState)
         , failing(std::move(failingPoints)) {
         fs::remove_all(folder);
     }
@@ -125,7 +127,7 @@ private:
 
     /// One life of the agent. The batches of each life have another size.
     void live(int life) {
-        DeliveryState state((folder / "agent").string(), [this](const char*) { pass<Killed>(); });
+        DeliveryState state(address, [this](const char*) { pass<Killed>(); });
         const DeliveryProtocol protocol(state);
         for (bool done = false; !done; ++preferred) {
             try {
@@ -175,26 +177,37 @@ private:
     }
 
     const fs::path folder;
+    const StateNode::Address address;
     const std::set<int> failing;
     int points = 0;
     std::array<std::unique_ptr<collector::Store>, COLLECTORS> stores;
     std::size_t preferred = 0;
 };
 
-/// In memory where the system has that: thousands of runs sync a hundred times each.
-class DeliveryTest : public testing::Test {
+/// Registry and preferences lie in memory where the system has that: thousands of runs sync a hundred times each.
+class DeliveryTest : public testing::TestWithParam<StateNode::Store> {
 protected:
-    void SetUp() override {
+    static void SetUpTestSuite() {
         const fs::path memory = "/dev/shm";
         std::string name = ((fs::is_directory(memory) ? memory : fs::temp_directory_path()) / "delivery-XXXXXX");
         ASSERT_NE(mkdtemp(name.data()), nullptr);
         folder = name;
+        for (const char16_t* const variable : {u"NORQSTD_REGISTRY_USER", u"USERPROFILE"})
+            norq_std::NorqSystem::getInstance().putEnv(variable, norq_std::UtfUtils::utf8ToUtf16(name));
     }
-    void TearDown() override { fs::remove_all(folder); }
+    static void TearDownTestSuite() { fs::remove_all(folder); }
+
+    /// That of a new agent.
+    void SetUp() override {
+        address.store = GetParam();
+        { const StateNode chosen(address); }
+        norq_std::Preferences::userRoot()->node(norq_std::UtfUtils::utf8ToUtf16(address.path))->removeNode();
+    }
 
     /// How many points were passed.
     int expectExactlyOnce(const std::set<int>& failing) {
-        World world(folder / "world", failing);
+        SetUp();
+        World world(folder / "world", address, failing);
         const int points = world.run();
         std::vector<std::uint64_t> lines = world.stored();
         std::sort(lines.begin(), lines.end());
@@ -205,14 +218,18 @@ protected:
         return points;
     }
 
-    fs::path folder;
+    static inline fs::path folder;
+    StateNode::Address address{StateNode::Store::REGISTRY, "/Software/NorqStd/delivery-test"};
 };
+
+INSTANTIATE_TEST_SUITE_P(Stores, DeliveryTest, testing::Values(StateNode::Store::REGISTRY, StateNode::Store::FILES),
+                         [](const auto& each) { return std::string(nameOf(each.param)); });
 
 } // namespace
 
-TEST_F(DeliveryTest, everyLineArrivesOnceWhateverFailsAndWhateverFailsWhileThatIsMended) {
+TEST_P(DeliveryTest, everyLineArrivesOnceWhateverFailsAndWhateverFailsWhileThatIsMended) {
     const int points = expectExactlyOnce({-1});
-    EXPECT_GT(points, 90);
+    EXPECT_GT(points, 80);
     int runs = 1;
     for (int first = 0; first < points && !HasFailure(); ++first) {
         const int pointsThen = expectExactlyOnce({first});
@@ -222,54 +239,109 @@ TEST_F(DeliveryTest, everyLineArrivesOnceWhateverFailsAndWhateverFailsWhileThatI
     RecordProperty("runs", runs);
 }
 
-TEST_F(DeliveryTest, theStateComesBackAsItWas) {
-    shipper::SourcePlace place{"/l\xf6g \"1\"", ~0ull, 2, 1ull << 60, 4, 5, 6, ~0ull, 8, 9, false};
-    const std::string path = folder / "agent";
+TEST_P(DeliveryTest, theStateComesBackAsItWas) {
+    shipper::SourcePlace place{"/l\xf6g %\n \"1\"", ~0ull, 2, 1ull << 60, 4, 5, 6, ~0ull, 8, 9, false};
+    const auto only = [](const DeliveryState& state, const std::string& path) {
+        const auto places = state.placesOf(path);
+        EXPECT_EQ(places.size(), 1u);
+        return places.at(0);
+    };
     std::string agent;
     {
-        DeliveryState state(path);
+        DeliveryState state(address);
         agent = state.getAgent();
-        state.recordDelivered(7, "one", "host:1", {place});
+        state.recordBegin(place);
+        place.offset = 100;
+        state.recordDelivered({7, "one", "host:1", 10}, {place});
         state.recordSettled("one", 7);
-        state.recordDelivered(8, "two", "host:2", {});
-        EXPECT_THROW(DeliveryState{path}, std::runtime_error) << "held twice";
+        place.offset = 200;
+        state.recordDelivered({8, "two", "host:2", 5}, {place});
+        EXPECT_THROW(DeliveryState{address}, shipper::StateError) << "held twice";
     }
     {
-        DeliveryState state(path);
+        DeliveryState state(address);
         EXPECT_EQ(state.getAgent(), agent);
         EXPECT_EQ(state.getSequence(), 8u);
+        EXPECT_EQ(state.getEvents(), 15u);
         EXPECT_EQ(state.deliveredTo("one"), 7u);
         EXPECT_EQ(state.deliveredTo("three"), 0u);
         EXPECT_EQ(state.getCollectors()["one"].settled, 7u);
         EXPECT_EQ(state.getCollectors()["two"].address, "host:2");
-        const auto places = state.placesOf(place.path);
-        ASSERT_EQ(places.size(), 1u);
-        EXPECT_EQ(places[0].offset, place.offset);
-        EXPECT_EQ(places[0].head, place.head);
+        EXPECT_EQ(only(state, place.path).offset, 200u) << "that of the last batch";
+        EXPECT_EQ(only(state, place.path).head, place.head);
+        place.offset = 300;
+        state.recordPlaces({place});
+        state.save();
+    }
+    {
+        DeliveryState state(address);
+        EXPECT_EQ(only(state, place.path).offset, 300u) << "what was saved behind the last batch";
         place.left = true;
-        state.recordDelivered(9, "one", "host:1", {place});
-        ASSERT_EQ(state.placesOf(place.path).size(), 1u);
-        EXPECT_TRUE(state.placesOf(place.path)[0].left);
+        state.recordDelivered({9, "one", "host:3", 1}, {place});
+    }
+    {
+        DeliveryState state(address);
+        EXPECT_TRUE(only(state, place.path).left);
+        EXPECT_EQ(state.getCollectors()["one"].address, "host:3");
+        place.left = false;
+        place.offset = 0;
+        state.recordBegin(place); // it is read anew
+        EXPECT_FALSE(only(state, place.path).left);
+        place.left = true;
         for (place.inode = 100; place.inode < 200; ++place.inode)
-            state.recordDelivered(place.inode, "one", "host:1", {place});
-        EXPECT_EQ(state.placesOf(place.path).size(), 16u);
-        EXPECT_EQ(state.placesOf(place.path).front().inode, 184u);
+            state.recordDelivered({place.inode, "one", "host:1", 1}, {place});
     }
-    for (const char* const wrong : {"", "{}", "[1]", R"({"agent":"../x","sequence":"1","collectors":{},"places":[]})",
-                                    R"({"agent":"x","sequence":1,"collectors":{},"places":[]})"}) {
-        std::ofstream(path + "/delivery.json") << wrong;
-        EXPECT_THROW(DeliveryState{path}, std::runtime_error) << wrong;
-    }
+    const DeliveryState state(address);
+    std::vector<std::uint64_t> inodes;
+    for (const auto& each : state.placesOf(place.path))
+        inodes.push_back(each.left ? each.inode : 0);
+    ASSERT_EQ(inodes.size(), 17u) << "the last files that were left, and the one that is read";
+    EXPECT_EQ(inodes[0], 0u);
+    EXPECT_EQ(inodes[1], 184u);
 }
 
-TEST_F(DeliveryTest, nothingIsToldToACollectorOnceWritingHasFailed) {
+TEST_P(DeliveryTest, aBatchMovesAsManyFilesAsItMay) {
+    std::vector<shipper::SourcePlace> places(shipper::BatchRecord::MOST_PLACES);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        places[i] = {"log", ~0ull, ~0ull - i, ~0ull, ~0ull, ~0u, 256, ~0ull, 256, ~0ull, i % 2 == 0};
+    DeliveryState(address).recordDelivered({~0ull - 1, std::string(64, 'x'), std::string(253, 'h') + ":65535", 1},
+                                           places);
+    EXPECT_EQ(DeliveryState(address).placesOf("log").size(), places.size() / 2 + 16);
+}
+
+TEST_P(DeliveryTest, aStateThatIsNoneIsNotTakenForANewAgent) {
+    for (const auto& [key, value] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"agent", "../x"},
+             {"delivered", "batch=1 events=1 collector=7"},
+             {"delivered", "batch=x events=1 collector=1"},
+             {"file.1", "batch=1"},
+             {"file.1", "text"},
+             {"collector.1", "id=% delivered=1 settled=1 address=%"}}) {
+        SetUp();
+        { const DeliveryState made(address); }
+        {
+            StateNode node(address);
+            node.put(key, value);
+            node.flush();
+        }
+        EXPECT_THROW(DeliveryState{address}, shipper::StateError) << key << ' ' << value;
+    }
+    SetUp();
+    { DeliveryState(address).recordBegin({}); }
+    { StateNode(address).remove("agent"); }
+    EXPECT_THROW(DeliveryState{address}, shipper::StateError) << "without an agent";
+}
+
+TEST_P(DeliveryTest, nothingIsToldToACollectorOnceWritingHasFailed) {
     bool full = false;
-    DeliveryState state(folder / "agent", [&](const char*) {
+    DeliveryState state(address, [&](const char*) {
         if (full)
-            throw std::system_error(std::make_error_code(std::errc::no_space_on_device));
+            throw shipper::StateError("no space left");
     });
-    state.recordDelivered(1, "one", "host:1", {});
+    state.recordDelivered({1, "one", "host:1", 1}, {});
     full = true;
-    EXPECT_THROW(state.recordDelivered(2, "one", "host:1", {}), std::system_error);
-    EXPECT_THROW(state.deliveredTo("one"), std::runtime_error);
+    EXPECT_THROW(state.recordDelivered({2, "one", "host:1", 1}, {}), shipper::StateError);
+    EXPECT_THROW(state.deliveredTo("one"), shipper::StateError);
+    full = false;
+    EXPECT_THROW(state.save(), shipper::StateError) << "what the disk holds is not known";
 }

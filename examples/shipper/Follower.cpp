@@ -1,6 +1,7 @@
 #include "Follower.h"
 
 #include "Console.h"
+#include "StateNode.h"
 
 #include "base/UtfUtils.h"
 #include "concurrency/AutoLock.h"
@@ -8,8 +9,6 @@
 #include "exception/NorqException.h"
 #include "file/File.h"
 #include "file/FileWatcher.h"
-
-#include <system_error>
 
 namespace shipper {
 
@@ -49,7 +48,7 @@ void Follower::run() {
         try {
             for (auto& [path, entry] : entries)
                 update(entry);
-        } catch (const std::system_error& failure) { // a place that cannot be written
+        } catch (const StateError& failure) { // a place that cannot be written
             SHIPPER_SAY(norq_std::ERROR, u"shipper::Follower::run", failure.what());
             state.broken = true;
             state.stop.signal();

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -99,9 +98,12 @@ Settings LiveSettings::current() const {
 Delivery::Settings LiveSettings::deliverySettings() const {
     Delivery::Settings delivery;
     delivery.collectors = wire::parseEndpoints(value(u"collectors", DELIVERY));
-    delivery.folder = value(u"state", DELIVERY);
-    if (delivery.folder.empty())
-        delivery.folder = (std::filesystem::path(options.config).parent_path() / "state").string();
+    if (const std::string store = value(u"store", DELIVERY); !store.empty())
+        delivery.state.store = parseStore(store);
+    if (const std::string node = value(u"node", DELIVERY); !node.empty())
+        delivery.state.path = node;
+    if (!delivery.state.path.starts_with('/'))
+        throw std::invalid_argument("node takes a path that begins with a slash, not '" + delivery.state.path + "'");
     if (const std::string retry = value(u"retry", DELIVERY); !retry.empty()) {
         const auto parsed = std::from_chars(retry.data(), retry.data() + retry.size(), delivery.retryMs);
         if (parsed.ec != std::errc() || parsed.ptr != retry.data() + retry.size() || delivery.retryMs < 1)

@@ -36,7 +36,8 @@ struct Settings {
 ///
 ///     [delivery]
 ///     collectors=host:4711, other:4711
-///     state=/var/lib/shipper
+///     store=registry
+///     node=/Software/NorqStd/shipper
 ///     retry=1000
 class LiveSettings {
 public:

@@ -144,9 +144,10 @@ int check(const Stage& stage, std::uint64_t written) {
 
 } // namespace
 
-int runChaos(const std::string& folder, int seconds, std::uint64_t seed) {
-    std::printf("chaos for %d seconds with seed %llu\n", seconds, static_cast<unsigned long long>(seed));
-    Stage stage(folder, COLLECTORS);
+int runChaos(const std::string& folder, int seconds, shipper::StateNode::Store store, std::uint64_t seed) {
+    std::printf("chaos for %d seconds, the state in %s, with seed %llu\n", seconds, nameOf(store),
+                static_cast<unsigned long long>(seed));
+    Stage stage(folder, COLLECTORS, store);
     Killer killer(stage, seed + 1);
     Writer writer(stage.log(), seed);
     std::atomic<bool> stop{false};

@@ -38,7 +38,9 @@ int runDemo(const std::string& folder, const std::string& log) {
         throw std::runtime_error(log + " is empty or not there");
     if (bytes.back() != '\n')
         bytes += '\n'; // the agent waits for the end of a line
-    std::size_t middle = bytes.find('\n', bytes.size() / 2) + 1;
+    // Where the first part of the log ends, and the second.
+    const std::size_t first = bytes.find('\n', bytes.size() / 3) + 1;
+    const std::size_t second = bytes.find('\n', bytes.size() * 2 / 3) + 1;
 
     Stage stage(folder, 2);
     std::size_t told = 0;
@@ -48,19 +50,27 @@ int runDemo(const std::string& folder, const std::string& log) {
     stage.startCollector(1);
     until("the first collector is there", [&] { return stage.isCollectorRunning(0); });
     stage.startAgent();
-    append(stage.log(), bytes.substr(0, middle));
-    until("the first half arrives", [&] { return stage.countStored() > 0; });
-    const std::size_t first = stage.stored(0).size() >= stage.stored(1).size() ? 0 : 1;
+    append(stage.log(), bytes.substr(0, first));
+    until("the first part arrives", [&] { return stage.countStored() > 0; });
+    const std::size_t lost = stage.stored(0).size() >= stage.stored(1).size() ? 0 : 1;
     tellNews(stage, told);
 
-    tell("The log is being written; the collector on " + stage.addressOf(first) + " is killed in the middle.");
-    stage.killCollector(first);
-    append(stage.log(), bytes.substr(middle));
-    until("the other collector stores something", [&] { return !stage.stored(1 - first).empty(); });
+    tell("The log is being written; the collector on " + stage.addressOf(lost) + " is killed.");
+    stage.killCollector(lost);
+    append(stage.log(), bytes.substr(first, second - first));
+    until("the other collector stores something", [&] { return !stage.stored(1 - lost).empty(); });
     tellNews(stage, told);
 
     tell("It is started again, and learns what counts of what it holds.");
-    stage.startCollector(first);
+    stage.startCollector(lost);
+
+    tell("The agent is killed. What it keeps in the registry:");
+    stage.killAgent();
+    for (const auto& [key, value] : shipper::StateNode({}).read())
+        tell("    " + key + " = " + value);
+    append(stage.log(), bytes.substr(second));
+    tell("It is started again, and goes on where it was.");
+    stage.startAgent();
     std::size_t lines = 0;
     for (const char byte : bytes)
         lines += byte == '\n';

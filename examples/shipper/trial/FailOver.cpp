@@ -72,7 +72,6 @@ Clock::time_point killAndNotice(Stage& stage, std::size_t number) {
 int runFailOver(const std::string& folder, int rounds) {
     Stage stage(folder, 2);
     shipper::Delivery::Settings settings;
-    settings.folder = stage.folder / "state";
     for (std::size_t i = 0; i < stage.collectorCount(); ++i) {
         settings.collectors.push_back(wire::parseEndpoint(stage.addressOf(i)));
         stage.startCollector(i);

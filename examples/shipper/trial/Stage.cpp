@@ -9,6 +9,7 @@
 #include "concurrency/Concurrency.h"
 #include "concurrency/Event.h"
 #include "file/File.h"
+#include "system/NorqSystem.h"
 #include "thread/Thread.h"
 
 #include <boost/asio/io_context.hpp>
@@ -72,10 +73,14 @@ void until(const std::string& what, const std::function<bool()>& condition) {
     }
 }
 
-Stage::Stage(const fs::path& stageFolder, std::size_t count)
+Stage::Stage(const fs::path& stageFolder, std::size_t count, shipper::StateNode::Store store)
     : folder(fs::absolute(stageFolder)) {
     fs::remove_all(folder);
     fs::create_directories(folder / "agent");
+    auto& system = norq_std::NorqSystem::getInstance();
+    system.putEnv(u"NORQSTD_REGISTRY_USER", u"");
+    system.putEnv(u"XDG_DATA_HOME", UtfUtils::utf8ToUtf16(folder / "agent"));
+    system.putEnv(u"USERPROFILE", UtfUtils::utf8ToUtf16(folder / "agent"));
     const std::string own = folder.filename().string() + "-" + std::to_string(norq_std::Process::getCurrentProcessId());
     agentStopEvent = UtfUtils::utf8ToUtf16(own + "-agent");
     std::string addresses;
@@ -92,8 +97,9 @@ Stage::Stage(const fs::path& stageFolder, std::size_t count)
         addresses += (i == 0 ? "" : ", ") + collector.address;
         collectors.push_back(std::move(collector));
     }
-    std::ofstream(folder / "agent" / "shipper.cfg") << "[shipper]\nworkers=2\n\n[files]\napplication=" << log()
-                                                    << "\n\n[delivery]\ncollectors=" << addresses << "\nretry=100\n";
+    std::ofstream(folder / "agent" / "shipper.cfg")
+        << "[shipper]\nworkers=2\n\n[files]\napplication=" << log() << "\n\n[delivery]\ncollectors=" << addresses
+        << "\nstore=" << shipper::nameOf(store) << "\nretry=100\n";
 }
 
 Stage::~Stage() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StateNode.h"
+
 #include "process/Process.h"
 
 #include <cstdint>
@@ -22,7 +24,9 @@ struct Arrived {
 /// error is kept in files there.
 class Stage {
 public:
-    Stage(const std::filesystem::path& folder, std::size_t collectors);
+    /// Leads this process, and those that it starts, to a registry and to preferences of the stage's own.
+    Stage(const std::filesystem::path& folder, std::size_t collectors,
+          shipper::StateNode::Store store = shipper::StateNode::Store::REGISTRY);
     ~Stage(); ///< kills what runs
     Stage(const Stage&) = delete;
     Stage& operator=(const Stage&) = delete;

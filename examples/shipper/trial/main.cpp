@@ -17,7 +17,7 @@
 namespace {
 
 constexpr const char* USAGE = "Usage: shipper-trial demo LOG [FOLDER]\n"
-                              "       shipper-trial chaos SECONDS [SEED [FOLDER]]\n"
+                              "       shipper-trial chaos SECONDS [STORE [SEED [FOLDER]]]\n"
                               "       shipper-trial failover ROUNDS [FOLDER]\n";
 
 int run(const std::vector<std::string>& arguments) {
@@ -34,8 +34,8 @@ int run(const std::vector<std::string>& arguments) {
     if (mode == "demo" && arguments.size() > 1)
         status = trial::runDemo(folder(2), arguments[1]);
     else if (mode == "chaos" && arguments.size() > 1)
-        status = trial::runChaos(folder(3), std::stoi(arguments[1]),
-                                 std::stoull(argument(2, std::to_string(std::random_device()()))));
+        status = trial::runChaos(folder(4), std::stoi(arguments[1]), shipper::parseStore(argument(2, "registry")),
+                                 std::stoull(argument(3, std::to_string(std::random_device()()))));
     else if (mode == "failover" && arguments.size() > 1)
         status = trial::runFailOver(folder(2), std::stoi(arguments[1]));
     else
