@@ -342,16 +342,18 @@ std::int32_t RegistryDatabase::checkSchema() {
     if (version > SchemaVersion)
         return registryFails(MadeByNewer, path + ": has version " + std::to_string(version) + ", newer than " +
                                               std::to_string(SchemaVersion));
-    const std::string other = "SELECT count(*) FROM sqlite_schema WHERE sql IS NOT NULL AND name NOT LIKE 'sqlite\\_%'"
-                              " ESCAPE '\\' AND sql NOT IN ('" +
-                              std::string(KeyTable) + "','" + std::string(ValueTable) + "')";
-    const std::int64_t others = numberOf(connection, other.c_str(), result);
+    // Two for the tables that belong there, and far from that for any other thing, such as a trigger.
+    const std::string tables = "SELECT total(CASE WHEN sql IN ('" + std::string(KeyTable) + "','" +
+                               std::string(ValueTable) +
+                               "') THEN 1 ELSE 100 END) FROM sqlite_schema"
+                               " WHERE sql IS NOT NULL AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'";
+    const std::int64_t found = numberOf(connection, tables.c_str(), result);
     if (result != SQLITE_OK)
         return failure(result);
     const std::int64_t root = numberOf(connection, "SELECT count(*) FROM key WHERE id=1 AND parent=0", result);
     if (result != SQLITE_OK && (result & 0xFF) != SQLITE_ERROR)
         return failure(result);
-    if (version != SchemaVersion || others != 0 || root != 1)
+    if (version != SchemaVersion || found != 2 || root != 1)
         return registryFails(RegistryDamaged, path + ": does not have the tables of a hive");
     return NoError;
 }
