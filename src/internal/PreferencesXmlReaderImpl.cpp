@@ -109,12 +109,12 @@ void PreferencesXmlReaderImpl::importText(const WString& text) {
     readDocument();
 }
 
-void PreferencesXmlReaderImpl::fail(const WString& reason) const {
-    logAndThrow(NorqInvalidPreferencesFormatException(u"Input file <" + filename + u"> " + reason));
+void PreferencesXmlReaderImpl::fail(const WString& rest) const {
+    logAndThrow(NorqInvalidPreferencesFormatException(u"Input file <" + filename + rest));
 }
 
-void PreferencesXmlReaderImpl::fail(const WString& reason, const NorqException& cause) const {
-    logAndThrow(NorqInvalidPreferencesFormatException(u"Input file <" + filename + u"> " + reason, cause));
+void PreferencesXmlReaderImpl::fail(const WString& rest, const NorqException& cause) const {
+    logAndThrow(NorqInvalidPreferencesFormatException(u"Input file <" + filename + rest, cause));
 }
 
 void PreferencesXmlReaderImpl::readDocument() {
@@ -128,7 +128,7 @@ void PreferencesXmlReaderImpl::readDocument() {
     else if (type == u"user")
         node = Preferences::userRoot();
     else
-        fail(u"has invalid XML format. Invalid root type <" + type + u">.");
+        fail(u"> has invalid XML format. Invalid root type <" + type + u">.");
     readMap(root, *node);
     readNodes(root, node);
 }
@@ -163,7 +163,7 @@ void PreferencesXmlReaderImpl::readNodes(const DOMNode& root, const std::shared_
         level.next = element->getNextSibling();
         const WString name = getAttribute(*element, u"name");
         if (name.empty())
-            fail(u"has invalid XML format. Node name is empty.");
+            fail(u"> has invalid XML format. Node name is empty.");
         const ImportBudget::Place place = budget.below(level.place, name);
         const std::shared_ptr<Preferences> node = addPreferencesNode(*level.node, name);
         if (node == nullptr)
@@ -177,7 +177,7 @@ WString PreferencesXmlReaderImpl::getAttribute(const DOMNode& element, const WSt
     const XmlUtils::Attributes attributes = XmlUtils::getAttributes(FUNCTION, &element);
     const auto found = attributes.find(name);
     if (found == attributes.end())
-        fail(u"has invalid XML format. Attribute <" + name + u"> not found.");
+        fail(u"> has invalid XML format. Attribute <" + name + u"> not found.");
     return found->second;
 }
 
@@ -187,7 +187,7 @@ void PreferencesXmlReaderImpl::addKeyValueToPreferences(Preferences& node, const
         node.put(key, value);
         node.flush();
     } catch (const NorqIllegalArgumentException& e) {
-        fail(u"has invalid XML format. Invalid attribute key <" + key + u"> or value <" + value + u">.", e);
+        fail(u"> has invalid XML format. Invalid attribute key <" + key + u"> or value <" + value + u">.", e);
     } catch (const NorqIllegalStateException&) { // removed meanwhile
     }
 }
@@ -197,7 +197,7 @@ std::shared_ptr<Preferences> PreferencesXmlReaderImpl::addPreferencesNode(Prefer
     try {
         return parent.node(name);
     } catch (const NorqIllegalArgumentException& e) {
-        fail(u"has invalid XML format. Invalid preference node name <" + name + u">.", e);
+        fail(u"> has invalid XML format. Invalid preference node name <" + name + u">.", e);
     } catch (const NorqIllegalStateException&) { // with all below it
         return nullptr;
     }

@@ -48,9 +48,10 @@ public:
     /// Throws `NorqXmlException` for what the parser or the document's form refuses.
     void importText(const norq_std::WString& text);
 
-    /// Throws `NorqInvalidPreferencesFormatException` of this file, logged before.
-    [[noreturn]] void fail(const norq_std::WString& reason) const;
-    [[noreturn]] void fail(const norq_std::WString& reason, const norq_std::NorqException& cause) const;
+    /// Throws `NorqInvalidPreferencesFormatException`, logged before, with what comes behind the file's name in its
+    /// text.
+    [[noreturn]] void fail(const norq_std::WString& rest) const;
+    [[noreturn]] void fail(const norq_std::WString& rest, const norq_std::NorqException& cause) const;
 
 private:
     void setupParser();

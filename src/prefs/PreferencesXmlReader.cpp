@@ -38,7 +38,7 @@ void PreferencesXmlReader::importPreferences() {
     try {
         impl->importText(readText());
     } catch (const NorqXmlException& e) {
-        impl->fail(u"has invalid XML format.", e);
+        impl->fail(u"> has invalid XML format.", e);
     }
 }
 
@@ -58,7 +58,7 @@ WString PreferencesXmlReader::readText() const {
     WString text;
     if (!Utf8Utils::isUtf8String(bytes) ||
         !norq_std_internal::decodeUtf8(std::string_view(bytes).substr(0, zero), text))
-        impl->fail(u"is not in UTF-8 format.");
+        impl->fail(u"> is not in UTF-8 format.");
     if (zero < bytes.size())
         text += u'\0';
     if (text.starts_with(BYTE_ORDER_MARK))

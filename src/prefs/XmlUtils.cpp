@@ -19,7 +19,6 @@
 
 #include <cstddef>
 #include <mutex>
-#include <string_view>
 
 namespace norq_std {
 
@@ -157,12 +156,12 @@ DOMDocument* parseText(const WChar* function, const WString& input, const Parse&
     return document;
 }
 
-std::u16string_view nameOf(const DOMNode& node) {
-    const XMLCh* name = node.getNodeName();
-    return name == nullptr ? std::u16string_view() : std::u16string_view(name);
-}
+WString nameOf(const DOMNode& node) { return textOf(node.getNodeName()); }
 
-WString quoted(std::u16string_view text) { return u"<" + WString(text) + u">"; }
+bool hasName(const DOMNode& node, const WString& name) {
+    const XMLCh* found = node.getNodeName();
+    return found != nullptr && name == found;
+}
 
 void checkNode(const WChar* function, const DOMNode* node) { ErrorUtils::isNullEx(node, function, u"XML node"); }
 
@@ -170,15 +169,15 @@ void checkNode(const WChar* function, const DOMNode* node) { ErrorUtils::isNullE
 const xercesc::DOMNamedNodeMap& attributesOf(const WChar* function, const DOMNode* node) {
     checkNode(function, node);
     if (node->getNodeType() != DOMNode::ELEMENT_NODE)
-        fail(function, quoted(nameOf(*node)) + u" node is invalid.");
+        fail(function, u"<" + nameOf(*node) + u"> node is invalid.");
     const xercesc::DOMNamedNodeMap* attributes = node->getAttributes();
     if (attributes == nullptr || attributes->getLength() == 0)
-        fail(function, quoted(nameOf(*node)) + u" node has no attributes.");
+        fail(function, u"<" + nameOf(*node) + u"> node has no attributes.");
     return *attributes;
 }
 
-[[noreturn]] void failForTwice(const WChar* function, const DOMNode& node, std::u16string_view name) {
-    fail(function, u"Attribute " + quoted(name) + u" found more than once for node " + quoted(nameOf(node)) + u".");
+[[noreturn]] void failForTwice(const WChar* function, const DOMNode& node, const WString& name) {
+    fail(function, u"Attribute <" + name + u"> found more than once for node <" + nameOf(node) + u">.");
 }
 
 /// The node behind this one in the order of the document, null behind the last below `top`.
@@ -249,15 +248,15 @@ DOMElement* XmlUtils::getDocumentRoot(const WChar* function, const DOMDocument* 
 
 void XmlUtils::throwIfNodeNameIsNotMatchFor(const WChar* function, const DOMNode* node, const WString& expected) {
     checkNode(function, node);
-    if (nameOf(*node) != expected)
-        fail(function, quoted(nameOf(*node)) + u" node does not match expected node " + quoted(expected) + u".");
+    if (!hasName(*node, expected))
+        fail(function, u"<" + nameOf(*node) + u"> node does not match expected node <" + expected + u">.");
 }
 
 WString XmlUtils::getTextValue(const WChar* function, const DOMElement* element) {
     checkNode(function, element);
     const XMLCh* tag = element->getTagName();
     if (tag == nullptr || *tag == 0)
-        fail(function, u"Tag name not found for element " + WString(nameOf(*element)));
+        fail(function, u"Tag name not found for element " + nameOf(*element));
     WString text;
     for (const DOMNode* node = nextBelow(element, element); node != nullptr; node = nextBelow(element, node))
         if (node->getNodeType() == DOMNode::TEXT_NODE || node->getNodeType() == DOMNode::CDATA_SECTION_NODE)
@@ -270,14 +269,14 @@ WString XmlUtils::getAttributeValue(const WChar* function, const DOMNode* node, 
     const DOMNode* found = nullptr;
     for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
         const DOMNode* attribute = attributes.item(i);
-        if (nameOf(*attribute) != name)
+        if (!hasName(*attribute, name))
             continue;
         if (found != nullptr)
             failForTwice(function, *node, name);
         found = attribute;
     }
     if (found == nullptr)
-        fail(function, u"Attribute " + quoted(name) + u" not found for node " + quoted(nameOf(*node)) + u".");
+        fail(function, u"Attribute <" + name + u"> not found for node <" + nameOf(*node) + u">.");
     return textOf(found->getNodeValue());
 }
 
@@ -286,7 +285,7 @@ XmlUtils::Attributes XmlUtils::getAttributes(const WChar* function, const DOMNod
     Attributes values;
     for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
         const DOMNode* attribute = attributes.item(i);
-        if (!values.try_emplace(WString(nameOf(*attribute)), textOf(attribute->getNodeValue())).second)
+        if (!values.try_emplace(nameOf(*attribute), textOf(attribute->getNodeValue())).second)
             failForTwice(function, *node, nameOf(*attribute));
     }
     return values;
@@ -296,7 +295,7 @@ XmlUtils::Nodes XmlUtils::getChildNodesByTagName(const WChar* function, const DO
     checkNode(function, node);
     Nodes nodes;
     for (DOMNode* child = node->getFirstChild(); child != nullptr; child = child->getNextSibling())
-        if (child->getNodeType() == DOMNode::ELEMENT_NODE && nameOf(*child) == tag)
+        if (child->getNodeType() == DOMNode::ELEMENT_NODE && hasName(*child, tag))
             nodes.push_back(child);
     return nodes;
 }
@@ -305,7 +304,7 @@ XmlUtils::Nodes XmlUtils::getDescendantNodesByTagName(const WChar* function, con
     checkNode(function, node);
     Nodes nodes;
     for (DOMNode* below = nextBelow(node, node); below != nullptr; below = nextBelow(node, below))
-        if (below->getNodeType() == DOMNode::ELEMENT_NODE && nameOf(*below) == tag)
+        if (below->getNodeType() == DOMNode::ELEMENT_NODE && hasName(*below, tag))
             nodes.push_back(below);
     return nodes;
 }
@@ -314,7 +313,7 @@ XmlUtils::Nodes XmlUtils::getAncestorNodesByTagName(const WChar* function, const
     checkNode(function, node);
     Nodes nodes;
     for (DOMNode* above = node->getParentNode(); above != nullptr; above = above->getParentNode())
-        if (above->getNodeType() == DOMNode::ELEMENT_NODE && nameOf(*above) == tag)
+        if (above->getNodeType() == DOMNode::ELEMENT_NODE && hasName(*above, tag))
             nodes.push_back(above);
     return nodes;
 }
@@ -322,8 +321,8 @@ XmlUtils::Nodes XmlUtils::getAncestorNodesByTagName(const WChar* function, const
 DOMNode* XmlUtils::getOneChildNodeByTagName(const WChar* function, const DOMNode* node, const WString& tag) {
     const Nodes nodes = getChildNodesByTagName(function, node, tag);
     if (nodes.size() != 1)
-        fail(function, norq_std_internal::numberText(nodes.size()) + u" child nodes with " + quoted(tag) +
-                           u" tag found when expecting one under " + quoted(nameOf(*node)) + u" tag.");
+        fail(function, norq_std_internal::numberText(nodes.size()) + u" child nodes with <" + tag +
+                           u"> tag found when expecting one under <" + nameOf(*node) + u"> tag.");
     return nodes.front();
 }
 
