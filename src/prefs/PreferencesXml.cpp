@@ -1,3 +1,4 @@
+#include "base/LogMacros.h"
 #include "concurrency/AutoLock.h"
 #include "prefs/AbstractPreferences.h"
 #include "prefs/PreferencesXmlReader.h"
@@ -5,11 +6,15 @@
 
 namespace norq_std {
 
-void Preferences::importPreferences(const WString& path) { PreferencesXmlReader(path).importPreferences(); }
+void Preferences::importPreferences(const WString& path) {
+    NORQ_LOG_FUNCTION_CALL(u"norq_std::Preferences::importPreferences");
+    PreferencesXmlReader(path).importPreferences();
+}
 
 // An export asks the nodes above too, whose locks are taken before this one's: it runs without.
 
 void AbstractPreferences::exportNode(const WString& path) {
+    NORQ_LOG_FUNCTION_CALL(u"norq_std::AbstractPreferences::exportNode");
     {
         const AutoLock<Lock> hold(lock);
         assertNodeNotRemoved(u"norq_std::AbstractPreferences::exportNode");
@@ -18,6 +23,7 @@ void AbstractPreferences::exportNode(const WString& path) {
 }
 
 void AbstractPreferences::exportSubtree(const WString& path) {
+    NORQ_LOG_FUNCTION_CALL(u"norq_std::AbstractPreferences::exportSubtree");
     {
         const AutoLock<Lock> hold(lock);
         assertNodeNotRemoved(u"norq_std::AbstractPreferences::exportSubtree");
