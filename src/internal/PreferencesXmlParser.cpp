@@ -13,7 +13,6 @@
 namespace norq_std_internal {
 
 using xercesc::SAXException;
-using xercesc::XercesDOMParser;
 
 namespace {
 

@@ -49,7 +49,7 @@ void JNIExceptionLogger::initialize() {
         env->ExceptionClear();
         return;
     }
-    jmethodID const method = env->GetMethodID(throwable.get(), "toString", "()Ljava/lang/String;");
+    auto* const method = env->GetMethodID(throwable.get(), "toString", "()Ljava/lang/String;");
     if (method == nullptr) {
         NORQ_LOG(DEBUG, u"norq_std::JNIExceptionLogger::initialize",
                  u"Unable to get Throwable.getMessage() method ID.");
@@ -66,7 +66,7 @@ WString JNIExceptionLogger::getMessage(jthrowable throwable) {
     JNIExceptionLogger& self = getInstance();
     if (!self.isInitialized())
         self.initialize();
-    jmethodID const method = self.toStringMethod.load(std::memory_order_acquire);
+    auto* const method = self.toStringMethod.load(std::memory_order_acquire);
     if (method == nullptr)
         return {};
     return callForText(*env, throwable, method);

@@ -92,7 +92,7 @@ void JniCallbackQueue::checkShutdown() const {
         return;
     const NorqIllegalStateException failure(u"JniCallbackQueue is shutdown.");
     failure.logDebug(u"norq_std::JniCallbackQueue::checkShutdown");
-    throw failure;
+    throw NorqIllegalStateException(failure);
 }
 
 bool JniCallbackQueue::isShutdown() const { return shutdownEvent.isSignaled(); }

@@ -20,7 +20,7 @@ void throwException(JNIEnv* env, const char* className, const WString& message, 
     const LocalReference<jclass> type(*env, env->FindClass(className));
     if (!type)
         return;
-    jmethodID const constructor = env->GetMethodID(type.get(), "<init>", "(Ljava/lang/String;)V");
+    auto* const constructor = env->GetMethodID(type.get(), "<init>", "(Ljava/lang/String;)V");
     if (constructor == nullptr)
         return;
     const LocalReference<jstring> text(*env, newJniString(*env, message));
@@ -76,7 +76,7 @@ jobjectArray newJniStringArray(JNIEnv* env, const std::vector<WString>& strings)
     const LocalReference<jclass> type(*env, env->FindClass("java/lang/String"));
     if (!type)
         return nullptr;
-    jobjectArray const array = env->NewObjectArray(static_cast<jsize>(strings.size()), type.get(), nullptr);
+    auto* const array = env->NewObjectArray(static_cast<jsize>(strings.size()), type.get(), nullptr);
     if (array == nullptr)
         return nullptr;
     for (std::size_t i = 0; i < strings.size(); ++i) {
@@ -96,7 +96,7 @@ void setBoolean(JNIEnv* env, jobject object, bool value) {
     const LocalReference<jclass> type(*env, env->FindClass("java/lang/Boolean"));
     if (!type || env->IsInstanceOf(object, type.get()) == JNI_FALSE)
         return;
-    jmethodID const constructor = env->GetMethodID(type.get(), "<init>", "(Z)V");
+    auto* const constructor = env->GetMethodID(type.get(), "<init>", "(Z)V");
     if (constructor == nullptr)
         return;
     env->CallVoidMethod(object, constructor, static_cast<jboolean>(value ? JNI_TRUE : JNI_FALSE));

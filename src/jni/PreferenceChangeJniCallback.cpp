@@ -31,7 +31,7 @@ jobject PreferenceChangeJniCallback::createJniObject(JNIEnv* env) {
     const LocalReference<jclass> type(*env, env->FindClass("com/vantrell/util/prefs/PreferenceChangeCallback"));
     if (!type)
         return nullptr;
-    jmethodID const constructor =
+    auto* const constructor =
         env->GetMethodID(type.get(), "<init>", "(ILjava/lang/String;Ljava/lang/String;Ljava/lang/String;)V");
     if (constructor == nullptr)
         return nullptr;

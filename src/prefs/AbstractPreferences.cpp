@@ -293,8 +293,9 @@ std::vector<WString> AbstractPreferences::flushAlone(bool isSync) {
         flushSpi();
     std::vector<WString> names;
     names.reserve(children.size());
-    for (auto child = children.rbegin(); child != children.rend(); ++child)
-        names.push_back(child->first);
+    for (const auto& [childName, child] : children)
+        names.push_back(childName);
+    std::reverse(names.begin(), names.end());
     return names;
 }
 

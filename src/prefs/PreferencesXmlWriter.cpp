@@ -95,7 +95,7 @@ void PreferencesXmlWriter::internalWritePrefs() {
     } catch (const NorqIllegalStateException& e) {
         const NorqIOException failure(u"Output file was closed before write.", e);
         failure.logDebug(u"norq_std::PreferencesXmlWriter::internalWritePrefs");
-        throw failure;
+        throw NorqIOException(failure);
     }
 }
 
