@@ -14,9 +14,10 @@ namespace norq_std {
 
 namespace {
 
-template <class Length>
-void checkLength(const WString& text, Length maximum, const WChar* function, const WChar* label) {
-    ErrorUtils::isAboveMaxEx(static_cast<std::int64_t>(text.size()), maximum, function, label);
+/// The texts of the refusal are made only for one.
+void checkLength(const WString& text, std::int32_t maximum, const WChar* function, const WChar* label) {
+    if (text.size() > static_cast<std::size_t>(maximum)) [[unlikely]]
+        ErrorUtils::isAboveMaxEx(static_cast<std::int64_t>(text.size()), maximum, function, label);
 }
 
 } // namespace
@@ -85,7 +86,8 @@ void AbstractPreferences::checkKey(const WString& key, const WChar* function) {
 }
 
 void AbstractPreferences::checkEntry(const WString& key, const WString& value, const WChar* function) {
-    ErrorUtils::isEmptyEx(key, function, u"key");
+    if (key.empty()) [[unlikely]]
+        ErrorUtils::isEmptyEx(key, function, u"key");
     checkKey(key, function);
     checkLength(value, MAX_PREF_VALUE_LENGTH, function, u"Value length");
 }
