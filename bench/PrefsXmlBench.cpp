@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -102,8 +103,8 @@ void parseBare(benchmark::State& state, const Folder& folder, int keys) {
     count(state, keys);
 }
 
-/// Into files, of keys that all are in one node.
-void importToFiles(benchmark::State& state, const Folder& folder, int keys) {
+/// Into a store, of keys that all are in one node.
+void importToStore(benchmark::State& state, const Folder& folder, const WString& factory, int keys) {
     const std::string file = folder.path / ("node" + std::to_string(keys));
     {
         const MemoryTree tree;
@@ -111,7 +112,7 @@ void importToFiles(benchmark::State& state, const Folder& folder, int keys) {
             tree.user->node(u"bench/node")->put(widen("key." + std::to_string(i)), u"a value of usual length");
         tree.user->exportSubtree(widen(file));
     }
-    norq_std::NorqSystem::getInstance().setProperty(u"default.PreferencesFactory", u"norq_std.FilePreferencesFactory");
+    norq_std::NorqSystem::getInstance().setProperty(u"default.PreferencesFactory", factory);
     for (auto _ : state) {
         Preferences::importPreferences(widen(file));
         state.PauseTiming();
@@ -126,7 +127,8 @@ void importToFiles(benchmark::State& state, const Folder& folder, int keys) {
 int main(int argc, char** argv) {
     xercesc::XMLPlatformUtils::Initialize();
     const Folder folder;
-    setenv("USERPROFILE", folder.path.c_str(), 1); // where the file backend keeps the user's tree
+    setenv("USERPROFILE", folder.path.c_str(), 1); // where files keep the user's tree
+    setenv("NORQSTD_REGISTRY_USER", folder.path.c_str(), 1);
     const auto add = [](const std::string& name, std::function<void(benchmark::State&)> row) {
         benchmark::RegisterBenchmark(name.c_str(), std::move(row))->Unit(benchmark::kMillisecond);
     };
@@ -140,9 +142,14 @@ int main(int argc, char** argv) {
         add("prefs_xml/import" + size + "ours",
             [&folder, keys](benchmark::State& state) { importOurs(state, folder, keys); });
     }
-    for (const int keys : {100, 400})
-        add("prefs_xml/import_to_files/" + std::to_string(keys) + "_keys/ours",
-            [&folder, keys](benchmark::State& state) { importToFiles(state, folder, keys); });
+    for (const auto& [name, factory] :
+         {std::pair<std::string, WString>("files", u"norq_std.FilePreferencesFactory"),
+          std::pair<std::string, WString>("registry", u"norq_std.RegistryPreferencesFactory")})
+        for (const int keys : {100, 1000})
+            add("prefs_xml/import_to_" + name + "/" + std::to_string(keys) + "_keys/ours",
+                [&folder, factory = factory, keys](benchmark::State& state) {
+                    importToStore(state, folder, factory, keys);
+                });
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
