@@ -178,7 +178,7 @@ void ByteBuffer::get(WChar* destination, std::int32_t size, std::int32_t offset,
 }
 
 std::shared_ptr<ByteArray> ByteBuffer::getByteArray(std::int32_t length) {
-    checkGet({bytes.get(), length, 0, length}, remaining());
+    checkGet({bytes.get(), std::max(length, 0), 0, length}, remaining());
     auto result = std::make_shared<ByteArray>(bytes.get() + position, length);
     position += length;
     return result;

@@ -234,7 +234,8 @@ TEST(ByteBufferTest, ChecksTheArgumentsOfBlocksInOrder) {
                                                u"Remaining data length value 5 is below minimum of 4294967294.");
     expectThrown<NorqBufferUnderflowException>([&] { buffer->getByteArray(6); }, below,
                                                u"Remaining data length value 5 is below minimum of 6.");
-    EXPECT_THROW(buffer->getByteArray(-1), NorqIllegalArgumentException);
+    expectThrown<NorqIllegalArgumentException>([&] { buffer->getByteArray(-1); },
+                                               u"Length value -1 is below minimum of 0.");
     expectThrown<NorqBufferOverflowException>([&] { buffer->put(units, 3); },
                                               u"Insufficient space in buffer to add input",
                                               u"Remaining data length value 5 is below minimum of 6.");
