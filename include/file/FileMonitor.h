@@ -19,9 +19,9 @@ class FileEventListener;
 /// attributes, size, time of the last write.
 ///
 /// Changes are gathered for 50 milliseconds. Set the directory and the files first, then start: a monitor that is
-/// started without files does not follow any, and a new directory holds from the next start. The destructor stops the
-/// monitor; a listener that runs longer than 150 milliseconds is not waited for, and may return after the object has
-/// gone. Any thread may call any operation, a listener included.
+/// started without files does not follow any, which only the debug log tells, and a new directory holds from the next
+/// start. The destructor stops the monitor; a listener that runs longer than 150 milliseconds is not waited for, and
+/// may return after the object has gone. Any thread may call any operation, a listener included.
 class NORQSTD_EXPORT FileMonitor : public Object {
 public:
     FileMonitor();

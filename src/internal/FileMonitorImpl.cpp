@@ -117,7 +117,9 @@ CFileWatchdog& FileMonitorImpl::watchdog() { return state->watchdog; }
 void FileMonitorImpl::startMonitoring() {
     if (state->monitoring)
         return;
-    state->watchdog.StartWatching();
+    if (const int result = state->watchdog.StartWatching(); result != CFileWatchdog::Success)
+        NORQ_LOG(DEBUG, u"norq_std::FileMonitor::startMonitoring", u"Nothing is followed: the watchdog gave %d.",
+                 result);
     state->stopEvent->reset(); // of a stop that came from a listener
     state->monitoring = true;
     try {

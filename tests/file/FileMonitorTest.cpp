@@ -192,4 +192,7 @@ TEST_F(WatchdogTest, AMonitorRefusesWhatItCannotFollow) {
     EXPECT_EQ(refusal([&] { monitor.setDirectory(fileOf(folder() / "file")); }), u"directory value is not equal to 0.");
     monitor.setDirectory(fileOf(folder()));
     EXPECT_EQ(monitor.getDirectory(), fileOf(folder()));
+    const DebugCapture log;
+    monitor.startMonitoring(); // without a file
+    EXPECT_EQ(log.count(u"Nothing is followed: the watchdog gave -1."), 1u);
 }
