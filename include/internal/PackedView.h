@@ -23,6 +23,8 @@ public:
     norq_std::WString toString() const;
     /// As `toString`, into a string that keeps its space.
     void copyTo(norq_std::WString& text) const;
+    /// `TextHash` of the text.
+    std::uint64_t hash() const;
 
     friend NORQSTD_EXPORT bool operator==(const PackedView& a, const PackedView& b);
     friend NORQSTD_EXPORT bool operator==(const PackedView& a, std::u16string_view b);
