@@ -14,6 +14,7 @@
 #include <boost/property_tree/ptree.hpp>
 #include <glib.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -39,67 +40,67 @@ struct Entry {
     Text key;
 };
 
-/// The keys in the random order in which they are asked for. A batch of them at a time is copied to where it stays in
-/// the near cache, outside the measured time, so that a row measures the look-up and not the reading of what to look
-/// up. Every implementation has texts of its own kind.
-template <class T>
-class Turns {
-public:
-    void add(T entry) { entries.push_back(std::move(entry)); }
-
-    /// Calls `visit` with one key after the other for as long as the benchmark shall run.
-    template <class F>
-    void run(benchmark::State& state, F visit) {
-        batch.resize(BATCH, entries.front());
-        while (state.KeepRunningBatch(BATCH)) {
-            state.PauseTiming();
-            for (T& entry : batch)
-                entry = entries[position = position + 1 < entries.size() ? position + 1 : 0];
-            state.ResumeTiming();
-            for (const T& entry : batch)
-                visit(entry);
-        }
-    }
-
-private:
-    static constexpr benchmark::IterationCount BATCH = 500;
-
-    std::vector<T> entries;
-    std::vector<T> batch;
-    std::size_t position = 0;
-};
-
 /// A file of settings as programs have them.
 class Document {
 public:
     Document(const std::filesystem::path& folder, std::size_t keys, std::size_t sections)
         : count(keys)
-        , file((folder / std::to_string(keys)).string().append("-").append(std::to_string(sections))) {
+        , file((folder / std::to_string(keys)).string().append("-").append(std::to_string(sections)))
+        , perSection(keys / sections) {
         std::ofstream out(file);
-        std::vector<Entry<std::string>> entries;
+        Entry<std::string> entry;
         for (std::size_t i = 0; i < keys; ++i) {
-            Entry<std::string> entry{std::string("section ").append(std::to_string(i * sections / keys)),
-                                     std::string("component.setting").append(std::to_string(i))};
-            if (entries.empty() || entries.back().section != entry.section)
+            setEntry(i, entry);
+            if (i % perSection == 0)
                 out << '[' << entry.section << "]\n";
             out << entry.key << "=value of setting " << i << '\n';
-            entries.push_back(std::move(entry));
         }
-        std::shuffle(entries.begin(), entries.end(), std::mt19937(1));
-        for (const Entry<std::string>& entry : entries)
-            narrow.add(entry);
-        for (const Entry<std::string>& entry : entries)
-            wide.add({widen(entry.section), widen(entry.key)});
-        for (const Entry<std::string>& entry : entries)
-            paths.add({std::string(entry.section).append("\1").append(entry.key), '\1'});
+    }
+
+    /// Calls `visit` with a key drawn at random, each with the same chance, for as long as the benchmark shall run.
+    /// `prepare` gives a key the form in which the implementation wants it, a batch at a time and outside the measured
+    /// time. So the text that is asked for is in the near cache, as with a caller who just made it, no store of such
+    /// texts competes with the configuration for the caches, and a row measures the look-up alone.
+    template <class Form, class Visit>
+    void ask(benchmark::State& state, void (*prepare)(const Entry<std::string>&, Form&), Visit visit) {
+        std::vector<Form> batch(BATCH);
+        Entry<std::string> entry;
+        std::uniform_int_distribution<std::size_t> draw(0, count - 1);
+        while (state.KeepRunningBatch(BATCH)) {
+            state.PauseTiming();
+            for (Form& prepared : batch) {
+                setEntry(draw(random), entry);
+                prepare(entry, prepared);
+            }
+            state.ResumeTiming();
+            for (const Form& prepared : batch)
+                visit(prepared);
+        }
     }
 
     const std::size_t count;
     const std::string file;
-    Turns<Entry<std::string>> narrow;
-    Turns<Entry<WString>> wide;
-    Turns<ptree::path_type> paths;
+
+private:
+    static constexpr benchmark::IterationCount BATCH = 500;
+
+    void setEntry(std::size_t number, Entry<std::string>& entry) const {
+        entry.section.assign("section ").append(std::to_string(number / perSection));
+        entry.key.assign("component.setting").append(std::to_string(number));
+    }
+
+    const std::size_t perSection;
+    std::minstd_rand random{1};
 };
+
+void asNarrow(const Entry<std::string>& entry, Entry<std::string>& narrow) { narrow = entry; }
+void asWide(const Entry<std::string>& entry, Entry<WString>& wide) {
+    wide.section.assign(entry.section.begin(), entry.section.end());
+    wide.key.assign(entry.key.begin(), entry.key.end());
+}
+void asPath(const Entry<std::string>& entry, ptree::path_type& path) {
+    path = {entry.section + '\1' + entry.key, '\1'};
+}
 
 struct FreeKeyFile {
     void operator()(GKeyFile* keyFile) const { g_key_file_free(keyFile); }
@@ -175,26 +176,25 @@ void addLoad(const std::string& topic, Document& document) {
 void addLookUp(const std::string& topic, Document& document) {
     addRow(topic + "/ours", document, false, [](Document& d, benchmark::State& state) {
         const auto ours = loadOurs(d.file);
-        d.wide.run(state, [&](const Entry<WString>& entry) {
-            benchmark::DoNotOptimize(ours->getValue(entry.key, entry.section));
-        });
+        d.ask(state, asWide,
+              [&](const Entry<WString>& entry) { benchmark::DoNotOptimize(ours->getValue(entry.key, entry.section)); });
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
-        d.narrow.run(state, [&](const Entry<std::string>& entry) {
+        d.ask(state, asNarrow, [&](const Entry<std::string>& entry) {
             benchmark::DoNotOptimize(ini->GetValue(entry.section.c_str(), entry.key.c_str()));
         });
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
-        d.narrow.run(state, [&](const Entry<std::string>& entry) {
+        d.ask(state, asNarrow, [&](const Entry<std::string>& entry) {
             g_free(g_key_file_get_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), nullptr));
         });
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         const ptree tree = loadTree(d.file);
-        d.paths.run(state,
-                    [&](const ptree::path_type& path) { benchmark::DoNotOptimize(tree.get<std::string>(path)); });
+        d.ask(state, asPath,
+              [&](const ptree::path_type& path) { benchmark::DoNotOptimize(tree.get<std::string>(path)); });
     });
 }
 
@@ -203,24 +203,24 @@ void addSet(const std::string& topic, Document& document) {
         const auto ours = loadOurs(d.file);
         const WString values[] = {u"one value or", u"another value"};
         std::size_t turn = 0;
-        d.wide.run(state,
-                   [&](const Entry<WString>& entry) { ours->setValue(entry.key, values[turn ^= 1], entry.section); });
+        d.ask(state, asWide,
+              [&](const Entry<WString>& entry) { ours->setValue(entry.key, values[turn ^= 1], entry.section); });
     });
     addRow(topic + "/simpleini", document, false, [](Document& d, benchmark::State& state) {
         const auto ini = loadSimpleIni(d.file);
-        d.narrow.run(state, [&](const Entry<std::string>& entry) {
+        d.ask(state, asNarrow, [&](const Entry<std::string>& entry) {
             ini->SetValue(entry.section.c_str(), entry.key.c_str(), alternate());
         });
     });
     addRow(topic + "/glib", document, false, [](Document& d, benchmark::State& state) {
         const KeyFile keyFile = loadKeyFile(d.file);
-        d.narrow.run(state, [&](const Entry<std::string>& entry) {
+        d.ask(state, asNarrow, [&](const Entry<std::string>& entry) {
             g_key_file_set_value(keyFile.get(), entry.section.c_str(), entry.key.c_str(), alternate());
         });
     });
     addRow(topic + "/property_tree", document, false, [](Document& d, benchmark::State& state) {
         ptree tree = loadTree(d.file);
-        d.paths.run(state, [&](const ptree::path_type& path) { tree.put(path, alternate()); });
+        d.ask(state, asPath, [&](const ptree::path_type& path) { tree.put(path, alternate()); });
     });
 }
 
