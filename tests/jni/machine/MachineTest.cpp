@@ -5,7 +5,6 @@
 #include "jni/JNIExceptionLogger.h"
 #include "jni/JniUtils.h"
 #include "jni/NorqJNIException.h"
-#include "prefs/Preferences.h"
 #include "support/DebugCapture.h"
 #include "support/Limits.h"
 
@@ -22,18 +21,15 @@ namespace {
 using namespace norq_std;
 using namespace norqstd_test;
 
-/// One machine for all tests, if they run in one process, found in a registry of their own. The main thread belongs to
-/// it.
+/// One machine for all tests, if they run in one process, found in a registry of their own that the tool fills. The
+/// main thread belongs to it.
 class MachineTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         std::string folder = (std::filesystem::temp_directory_path() / "norqstd-runtimes-XXXXXX").string();
         ASSERT_NE(mkdtemp(folder.data()), nullptr);
         setenv("NORQSTD_REGISTRY_MACHINE", folder.c_str(), 1);
-        const auto runtimes = Preferences::systemRoot()->node(u"SOFTWARE\\JavaSoft\\Java Runtime Environment");
-        runtimes->node(u"11.0.2")->put(u"RuntimeLib", u"/nowhere/libjvm.so");
-        runtimes->node(u"17.0.15")->put(u"RuntimeLib", UtfUtils::utf8ToUtf16(TEST_JVM));
-        runtimes->flush();
+        ASSERT_EQ(std::system("'" TEST_NORQREG "' add-jvms > /dev/null"), 0);
         JVM::loadJVM(u"17", machineOptions(TEST_JAR));
         std::filesystem::remove_all(folder);
     }
