@@ -225,6 +225,7 @@ TEST_F(RegistryStoreTest, AnotherDatabaseInItsPlaceIsNoticedAtOnce) {
     EXPECT_EQ(key.set(u"only", u"first"), 0);
     EXPECT_TRUE(fs::exists(userDatabase().string() + "-wal")); // which must not be applied to the other
     fs::rename(other, userDatabase());
+    EXPECT_EQ(StoreKey(u"key").get(u"value"), u"other");
     EXPECT_EQ(key.get(u"value"), u"other");
     EXPECT_EQ(key.get(u"only"), u"error 2");
     EXPECT_EQ(gone.get(u"value"), u"error 1018");
@@ -236,12 +237,13 @@ TEST_F(RegistryStoreTest, AnotherDatabaseInItsPlaceIsNoticedAtOnce) {
     EXPECT_EQ(key.set(u"value", u"third"), 0);
     fs::rename(otherDatabase(u"fourth"), userDatabase());
     EXPECT_EQ(inChild([] { return StoreKey(u"key").get(u"value") == u"fourth" ? 0 : 1; }), 0);
+    EXPECT_EQ(StoreKey(u"key").get(u"value"), u"fourth");
     EXPECT_EQ(key.get(u"value"), u"fourth");
     byHand(userDatabase(), "PRAGMA integrity_check");
 
     fs::remove(userDatabase());
-    EXPECT_EQ(key.get(u"value"), u"error 1015");
     EXPECT_EQ(key.set(u"value", u"x"), 1015);
+    EXPECT_EQ(key.get(u"value"), u"error 1015");
 }
 
 TEST_F(RegistryStoreTest, AKilledWriterLeavesTheOldOrTheNew) {

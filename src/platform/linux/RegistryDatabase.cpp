@@ -105,9 +105,13 @@ std::int32_t RegistryDatabase::failure(int result) {
     }
 }
 
-bool RegistryDatabase::isCurrent(bool thorough) {
+bool RegistryDatabase::isCurrent(bool lately, bool thorough) {
     if (immutable)
         return false;
+    const auto now = std::chrono::steady_clock::now();
+    if (lately && now - lastCheck < std::chrono::milliseconds(1))
+        return true;
+    lastCheck = now;
     struct stat status {};
     if (::fstat(file.get(), &status) != 0 || status.st_nlink == 0)
         return false;
@@ -115,8 +119,8 @@ bool RegistryDatabase::isCurrent(bool thorough) {
     if (!thorough && changed == statusChange)
         return true;
     statusChange = changed;
-    struct stat now {};
-    return ::stat(path.c_str(), &now) == 0 && now.st_dev == status.st_dev && now.st_ino == status.st_ino;
+    struct stat found {};
+    return ::stat(path.c_str(), &found) == 0 && found.st_dev == status.st_dev && found.st_ino == status.st_ino;
 }
 
 bool RegistryDatabase::sameSinceLastLook() noexcept {
@@ -134,6 +138,20 @@ void RegistryDatabase::look() noexcept {
     for (std::size_t i = 0; now != nullptr && i < LogStateBytes; ++i)
         lastLogState[i] = now[i];
     std::atomic_thread_fence(std::memory_order_acquire);
+}
+
+bool RegistryDatabase::lookBehindOneCommit() noexcept {
+    constexpr std::size_t CommitCounter = 8; // where the index has it
+    const auto counter = [this] {
+        std::uint32_t count = 0;
+        std::memcpy(&count, lastLogState.data() + CommitCounter, sizeof count);
+        return count;
+    };
+    if (logState == nullptr)
+        return false;
+    const std::uint32_t before = counter();
+    look();
+    return counter() == before + 1;
 }
 
 void RegistryDatabase::announce(std::span<const std::int64_t> keys) noexcept {

@@ -3,6 +3,7 @@
 #include "platform/linux/Descriptor.h"
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -86,8 +87,9 @@ public:
     RegistryDatabase(const RegistryDatabase&) = delete;
     RegistryDatabase& operator=(const RegistryDatabase&) = delete;
 
-    /// Whether it is still the file that has the path. `thorough` sees also that the folder was replaced.
-    bool isCurrent(bool thorough);
+    /// Whether it is still the file that has the path. `lately` is content with what was so less than a millisecond
+    /// ago; `thorough` sees also that the folder was replaced.
+    bool isCurrent(bool lately, bool thorough);
     const RegistryFileIdentity& fileIdentity() const { return identity; }
 
     /// Whether something failed that a new connection may not find.
@@ -103,6 +105,8 @@ public:
     /// transaction.
     bool sameSinceLastLook() noexcept;
     void look() noexcept;
+    /// The same behind a commit of this connection, if there was no other since the last look.
+    bool lookBehindOneCommit() noexcept;
 
 private:
     friend class RegistryQuery;
@@ -125,6 +129,7 @@ private:
     std::string path;
     RegistryFileIdentity identity;
     std::int64_t statusChange = 0;
+    std::chrono::steady_clock::time_point lastCheck;
     std::int32_t refusal = 0;
     bool immutable = false;
     bool broken = false;

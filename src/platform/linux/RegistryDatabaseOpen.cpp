@@ -219,7 +219,7 @@ std::int32_t RegistryDatabase::open(const RegistryPlace& place, std::unique_ptr<
             return failed;
         // Another may have been put there meanwhile.
         database->statusChange = 0;
-        if (database->immutable || database->isCurrent(true)) {
+        if (database->immutable || database->isCurrent(false, true)) {
             opened = std::move(database);
             return NoError;
         }

@@ -8,6 +8,7 @@
 #include "platform/linux/RegistryText.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <string_view>
@@ -53,9 +54,28 @@ RegistryPlace placeOfRoot(HKey root) {
             0644};
 }
 
+/// What the environment says of a root's place.
+std::u16string environmentOf(HKey root) {
+    const bool user = root == norq_std::HKEY_CURRENT_USER;
+    std::u16string text;
+    if ((environmentVariable(user ? u"NORQSTD_REGISTRY_USER" : u"NORQSTD_REGISTRY_MACHINE", text) && !text.empty()) ||
+        !user)
+        return text;
+    std::u16string home;
+    environmentVariable(u"XDG_DATA_HOME", text);
+    environmentVariable(u"HOME", home);
+    return text + u'\n' + home;
+}
+
 struct Hives {
+    struct Found {
+        std::u16string environment;
+        std::shared_ptr<RegistryHive> hive;
+    };
+
     std::mutex mutex;
     std::vector<std::shared_ptr<RegistryHive>> all;
+    std::array<Found, 2> last; // of the two roots
 };
 
 Hives& hives() {
@@ -152,13 +172,21 @@ bool compare(std::optional<std::uint64_t>& seen, std::uint64_t now) {
 std::shared_ptr<RegistryHive> RegistryHive::of(HKey root) {
     if (root != norq_std::HKEY_CURRENT_USER && root != norq_std::HKEY_LOCAL_MACHINE)
         return nullptr;
-    RegistryPlace place = placeOfRoot(root);
     Hives& known = hives();
+    std::u16string environment = environmentOf(root);
     const std::lock_guard guard(known.mutex);
+    Hives::Found& last = known.last[root == norq_std::HKEY_CURRENT_USER ? 0 : 1];
+    if (last.hive != nullptr && last.environment == environment &&
+        (environment.empty() || environment[0] == u'/' || environment[0] == u'\n'))
+        return last.hive;
+    RegistryPlace place = placeOfRoot(root);
     static const int once = ::pthread_atfork(beforeFork, afterFork, afterFork);
     static_cast<void>(once);
     const auto found = std::ranges::find_if(known.all, [&](const auto& hive) { return hive->place == place; });
-    return found != known.all.end() ? *found : known.all.emplace_back(std::make_shared<RegistryHive>(std::move(place)));
+    last.environment = std::move(environment);
+    last.hive =
+        found != known.all.end() ? *found : known.all.emplace_back(std::make_shared<RegistryHive>(std::move(place)));
+    return last.hive;
 }
 
 void RegistryHive::closeAll() noexcept {
@@ -190,16 +218,18 @@ void RegistryHive::afterFork() {
 std::int32_t RegistryHive::attach(For purpose) {
     if (place.folder.empty())
         return registryFails(PathNotFound, u"no home directory is known");
-    if (database != nullptr && (database->isBroken() || !database->isCurrent(purpose != For::Reading)))
+    if (database != nullptr &&
+        (database->isBroken() || !database->isCurrent(purpose == For::Reading, purpose >= For::Opening)))
         database.reset();
     if (database == nullptr) {
         std::int32_t result = RegistryDatabase::open(place, database);
-        if (result == FileNotFound && purpose == For::Making) {
+        const bool toMake = purpose == For::Making || purpose == For::Setting;
+        if (result == FileNotFound && toMake) {
             result = RegistryDatabase::make(place);
             if (result == NoError)
                 result = RegistryDatabase::open(place, database);
         }
-        if (result != NoError && (result != FileNotFound || purpose == For::Making))
+        if (result != NoError && (result != FileNotFound || toMake))
             return result;
         const RegistryFileIdentity found = database == nullptr ? RegistryFileIdentity() : database->fileIdentity();
         if (found != fileIdentity) {
@@ -215,14 +245,15 @@ std::int32_t RegistryHive::attach(For purpose) {
         ++generation;
         database->look();
     }
-    const std::int32_t refusal = purpose >= For::Changing ? database->writeRefusal() : std::int32_t{NoError};
+    const std::int32_t refusal =
+        purpose != For::Reading && purpose != For::Opening ? database->writeRefusal() : std::int32_t{NoError};
     return refusal == NoError ? refusal : registryFails(refusal, place.path() + ": may not be written");
 }
 
 /// Runs a step under the mutex, again while other processes are in its way. The mutex is free in the pauses.
 template <class Step>
 std::int32_t RegistryHive::run(For purpose, const Step& step) {
-    const auto limit = Clock::now() + BusyLimit;
+    std::optional<Clock::time_point> limit;
     for (auto pause = std::chrono::microseconds(ShortestPause);;
          pause = std::min<decltype(pause)>(pause * 2, LongestPause)) {
         {
@@ -231,7 +262,11 @@ std::int32_t RegistryHive::run(For purpose, const Step& step) {
             std::int32_t result = attach(purpose);
             if (result == NoError)
                 result = step(database.get());
-            if (result != Busy || Clock::now() > limit)
+            if (result != Busy)
+                return result;
+            if (!limit.has_value())
+                limit = Clock::now() + BusyLimit;
+            else if (Clock::now() > *limit)
                 return result;
         }
         std::this_thread::sleep_for(pause);
@@ -413,7 +448,7 @@ std::int32_t RegistryHive::setValue(RegistryOpenKey& key, std::u16string_view na
     const std::string stored = storedText(name);
     const StoredForm form = storedForm(type, bytes);
     const std::string text = form == StoredForm::Text ? textOfBytes(bytes) : std::string();
-    return run(For::Making, [&](RegistryDatabase* connection) {
+    return run(For::Setting, [&](RegistryDatabase* connection) {
         std::int32_t result = resolve(connection, key);
         if (result != NoError)
             return result;
@@ -429,7 +464,7 @@ std::int32_t RegistryHive::setValue(RegistryOpenKey& key, std::u16string_view na
         if (result == NoError && query.changes() == 0)
             result = notThere(KeyDeleted);
         if (result == NoError)
-            connection->announce({&key.id, 1});
+            valuesChanged(*connection, key);
         return result;
     });
 }
@@ -446,11 +481,12 @@ std::int32_t RegistryHive::removeValue(RegistryOpenKey& key, std::u16string_view
         result = query.bind(key.id).bind(folded).run();
         if (result != NoError)
             return result;
-        if (query.changes() > 0)
-            connection->announce({&key.id, 1});
+        const bool removed = query.changes() > 0;
+        if (removed)
+            valuesChanged(*connection, key);
         else
             result = missing(connection, key);
-        return result == NoError && query.changes() == 0 ? notThere(FileNotFound) : result;
+        return result == NoError && !removed ? notThere(FileNotFound) : result;
     });
 }
 
@@ -482,6 +518,16 @@ std::int32_t RegistryHive::listValues(RegistryOpenKey& key, std::vector<Registry
             key.seen.values = hash;
         return result;
     });
+}
+
+/// Behind a commit that left the keys as they were: rows that were seen before it are still right, unless somebody else
+/// has committed too.
+void RegistryHive::valuesChanged(RegistryDatabase& connection, const RegistryOpenKey& key) {
+    connection.announce({&key.id, 1});
+    if (!connection.lookBehindOneCommit()) {
+        ++generation;
+        connection.look();
+    }
 }
 
 // ---- changes

@@ -75,7 +75,8 @@ private:
         std::int64_t id;
         std::uint64_t generation; // at which it was last seen
     };
-    enum class For : std::uint8_t { Reading, Opening, Changing, Making };
+    /// Setting makes a hive where there is none, as Making does; from Opening on the path of the file counts too.
+    enum class For : std::uint8_t { Reading, Setting, Opening, Changing, Making };
 
     static void beforeFork();
     static void afterFork();
@@ -87,6 +88,7 @@ private:
     std::int32_t walk(RegistryDatabase& database, const std::string& path, std::int64_t& id);
     std::int32_t resolve(RegistryDatabase* database, RegistryOpenKey& key);
     static std::int32_t missing(RegistryDatabase* database, const RegistryOpenKey& key);
+    void valuesChanged(RegistryDatabase& database, const RegistryOpenKey& key);
     std::int32_t makeKeys(RegistryDatabase& database, RegistryOpenKey& key,
                           const std::vector<std::u16string_view>& names, bool& existed);
 
