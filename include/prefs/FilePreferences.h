@@ -116,6 +116,7 @@ private:
     const File prefsFile;
     const WString prefsPath; // canonical, of the file
     bool isLoaded NORQ_GUARDED_BY(lock) = false;
+    bool isFollowed NORQ_GUARDED_BY(lock) = false;
     // The keys that were put or removed and not yet saved: a reading of the file must not undo that.
     std::unordered_set<WString> unsaved NORQ_GUARDED_BY(lock);
     mutable FileQuestions questions NORQ_GUARDED_BY(lock);

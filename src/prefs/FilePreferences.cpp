@@ -375,6 +375,7 @@ void FilePreferences::removeNodeSpi() {
     unsaved.clear();
     // The listeners hear of each key, and nothing more: the file is not followed any longer.
     config->removeSection(Configuration::defaultSection);
+    isFollowed = false;
     config->removeConfigurationListener(std::static_pointer_cast<FilePreferences>(shared_from_this()));
 }
 
@@ -390,6 +391,7 @@ void FilePreferences::addPreferenceChangeListener(const std::shared_ptr<Preferen
     ErrorUtils::isNullEx(listener, Function, u"Listener");
     const AutoLock<Lock> guard(lock);
     assertNodeNotRemoved(Function);
+    isFollowed = true;
     config->addConfigurationListener(std::static_pointer_cast<FilePreferences>(shared_from_this()));
     PreferenceChangeNotifier::getInstance().addPreferenceChangeListener(buildListenerPath(), listener);
 }
@@ -403,8 +405,10 @@ void FilePreferences::removePreferenceChangeListener(const std::shared_ptr<Prefe
     const AutoLock<Lock> guard(lock);
     notifier.removePreferenceChangeListener(path, listener); // of a removed node too: nothing of it is left behind
     assertNodeNotRemoved(Function);
-    if (notifier.getNumberOfListeners(path) == 0)
-        config->removeConfigurationListener(std::static_pointer_cast<FilePreferences>(shared_from_this()));
+    if (notifier.getNumberOfListeners(path) != 0)
+        return;
+    isFollowed = false;
+    config->removeConfigurationListener(std::static_pointer_cast<FilePreferences>(shared_from_this()));
 }
 
 void FilePreferences::onConfigChange(const ConfigurationChangeEvent& event) {
@@ -420,7 +424,7 @@ void FilePreferences::onConfigChange(const ConfigurationChangeEvent& event) {
 void FilePreferences::followFile(bool deleted) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::FilePreferences::followFile");
     const AutoLock<Lock> guard(lock);
-    if (isRemoved())
+    if (!isFollowed) // the watcher had begun to tell when the last listener went
         return;
     const UnsavedValues mine = unsavedValues();
     {

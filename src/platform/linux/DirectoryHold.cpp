@@ -15,8 +15,9 @@
 #include <sys/stat.h>
 
 // The system's own wait for a lock has no limit, and whoever may read a directory may lock it: so it is tried again and
-// again. Holders keep it for about a write to the disk and often take it again at once; the pauses are short beside
-// that, so that a gap between two of them is met soon.
+// again. Holders keep it for about a write to the disk and often want it again at once, which would leave no gap for
+// those who try now and then: who waits puts a second lock on the directory, of the other kind, which all may share,
+// and who comes and finds one there gives those who wait a head start.
 
 namespace norq_std_internal::platform {
 
@@ -26,25 +27,59 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::microseconds FirstPause(50);
 constexpr std::chrono::microseconds LastPause(1000);
+constexpr std::chrono::microseconds HeadStart(4000);
 
-enum class Outcome : std::uint8_t { Held, Busy, Replaced, Failed };
+enum class Outcome : std::uint8_t { Held, Busy, Failed };
 
-Outcome tryOnce(const std::string& path, int operation, Descriptor& directory) {
-    directory = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.valid())
-        return Outcome::Failed;
-    if (::flock(directory.get(), operation | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK || errno == EINTR)
-            return Outcome::Busy;
-        return errno == EBADF || errno == ENOLCK || errno == EOPNOTSUPP || errno == EINVAL || errno == ENOSYS
-                   ? Outcome::Held
-                   : Outcome::Failed;
-    }
+Outcome tryOnce(int directory, int operation) {
+    if (::flock(directory, operation | LOCK_NB) == 0)
+        return Outcome::Held;
+    if (errno == EWOULDBLOCK || errno == EINTR)
+        return Outcome::Busy;
+    return errno == EBADF || errno == ENOLCK || errno == EOPNOTSUPP || errno == EINVAL || errno == ENOSYS
+               ? Outcome::Held
+               : Outcome::Failed;
+}
+
+struct flock wholeRange(int type) {
+    struct flock range {};
+    range.l_type = static_cast<short>(type);
+    range.l_whence = SEEK_SET;
+    return range;
+}
+
+void setWaiting(int directory, bool waits) {
+    struct flock mark = wholeRange(waits ? F_RDLCK : F_UNLCK);
+    ::fcntl(directory, F_OFD_SETLK, &mark); // without it the wait may be longer
+}
+
+bool othersWait(int directory) {
+    struct flock mark = wholeRange(F_WRLCK);
+    return ::fcntl(directory, F_OFD_GETLK, &mark) == 0 && mark.l_type != F_UNLCK;
+}
+
+bool isStillAt(int directory, const std::string& path) {
     struct stat mine {};
     struct stat current {};
-    if (::fstat(directory.get(), &mine) != 0 || ::stat(path.c_str(), &current) != 0)
-        return Outcome::Failed;
-    return mine.st_dev == current.st_dev && mine.st_ino == current.st_ino ? Outcome::Held : Outcome::Replaced;
+    return ::fstat(directory, &mine) == 0 && ::stat(path.c_str(), &current) == 0 && mine.st_dev == current.st_dev &&
+           mine.st_ino == current.st_ino;
+}
+
+Outcome waitUntil(Clock::time_point end, int directory, int operation) {
+    std::chrono::microseconds pause = FirstPause;
+    if (othersWait(directory)) {
+        setWaiting(directory, true);
+        std::this_thread::sleep_for(HeadStart);
+        pause = LastPause;
+    }
+    for (;;) {
+        const Outcome outcome = tryOnce(directory, operation);
+        if (outcome != Outcome::Busy || Clock::now() >= end)
+            return outcome;
+        setWaiting(directory, true);
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, LastPause);
+    }
 }
 
 } // namespace
@@ -54,27 +89,24 @@ DirectoryHold::DirectoryHold(std::u16string_view path, Mode mode, std::chrono::m
     if (native.empty())
         return;
     const Clock::time_point end = Clock::now() + limit;
-    auto pause = FirstPause;
     for (;;) {
-        Descriptor directory;
-        switch (tryOnce(native, mode == Mode::Shared ? LOCK_SH : LOCK_EX, directory)) {
-        case Outcome::Held:
-            descriptor = directory.release();
-            return;
-        case Outcome::Failed:
+        Descriptor directory(::open(native.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const Outcome outcome = directory.valid()
+                                    ? waitUntil(end, directory.get(), mode == Mode::Shared ? LOCK_SH : LOCK_EX)
+                                    : Outcome::Failed;
+        if (outcome == Outcome::Failed) {
             setLastErrorFromNative();
             return;
-        case Outcome::Replaced:
-            continue;
-        case Outcome::Busy:
-            break;
         }
-        if (Clock::now() >= end) {
+        if (outcome == Outcome::Busy) {
             setLastError(SharingViolation);
             return;
         }
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, LastPause);
+        if (isStillAt(directory.get(), native)) { // else it was replaced, or removed, meanwhile
+            setWaiting(directory.get(), false);
+            descriptor = directory.release();
+            return;
+        }
     }
 }
 
