@@ -312,6 +312,8 @@ void putToListener(benchmark::State& state, const Partner& partner) {
 }
 
 void commitToInotify(benchmark::State& state, const Partner& partner, const std::string& folder) {
+    partner.command(); // from then on there is a log
+    partner.began();
     const int instance = inotify_init1(IN_CLOEXEC);
     require(inotify_add_watch(instance, (folder + "/bare.db-wal").c_str(), IN_MODIFY) >= 0);
     std::array<char, 4096> events{};
@@ -382,7 +384,6 @@ int main(int argc, char** argv) {
     setenv("NORQSTD_REGISTRY_USER", places.memory.c_str(), 1);
     setenv("NORQSTD_REGISTRY_MACHINE", places.disk.c_str(), 1);
     {
-        Sqlite(places.memory, false).put(0, 0);
         const Partner putter(
             [n = 0]() mutable { RegistryPreferences::getUserRoot()->node(u"notified")->putInt(u"n", ++n); });
         const Partner committer([&places, store = std::shared_ptr<Sqlite>(), n = std::size_t{0}]() mutable {
@@ -390,6 +391,10 @@ int main(int argc, char** argv) {
                 store = std::make_shared<Sqlite>(places.memory, false);
             store->put(0, ++n);
         });
+        RegistryPreferences::getUserRoot();
+        setenv("NORQSTD_REGISTRY_SYNC", "full", 1); // for the hive that is opened now
+        RegistryPreferences::getSystemRoot();
+        unsetenv("NORQSTD_REGISTRY_SYNC");
         registerStore<Ours>(places, "ours");
         registerStore<Sqlite>(places, "sqlite");
         registerStore<QtIni>(places, "qsettings");
