@@ -1,6 +1,7 @@
 #include "trial/Stage.h"
 #include "trial/Trials.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <map>
@@ -26,6 +27,39 @@ void tellNews(const Stage& stage, std::size_t& told) {
     for (std::string line; std::getline(news, line);)
         tell("    " + line);
     told = heard.size();
+}
+
+/// Kills the agent, lets it miss the rest of the log, and starts it again.
+void restartAgent(Stage& stage, const std::string& rest) {
+    tell("The agent is killed. What it keeps in the registry:");
+    stage.killAgent();
+    for (const auto& [key, value] : shipper::StateNode({}).read())
+        tell(std::string("    ").append(key).append(" = ").append(value));
+    append(stage.log(), rest);
+    tell("It is started again, and goes on where it was.");
+    stage.startAgent();
+}
+
+/// Compares what the collectors have stored with what was sent.
+bool isSame(const Stage& stage, const std::string& bytes, std::size_t lines) {
+    std::map<std::uint64_t, std::string> arrived;
+    std::size_t pieces = 0;
+    for (std::size_t i = 0; i < stage.collectorCount(); ++i) {
+        const std::vector<Arrived> stored = stage.stored(i);
+        tell("The collector on " + stage.addressOf(i) + " has stored " + std::to_string(stored.size()) + " events.");
+        pieces += stored.size();
+        for (const Arrived& line : stored)
+            arrived[line.line] += line.bytes;
+    }
+    std::string together;
+    for (const auto& [number, line] : arrived)
+        together.append(line).append("\n");
+    const bool same = together == bytes && pieces == lines;
+    tell(same ? "What arrived is what was sent, byte for byte: " + std::to_string(lines) + " lines, " +
+                    std::to_string(bytes.size()) + " bytes."
+              : "What arrived is NOT what was sent: " + std::to_string(pieces) + " of " + std::to_string(lines) +
+                    " lines, " + std::to_string(together.size()) + " of " + std::to_string(bytes.size()) + " bytes.");
+    return same;
 }
 
 } // namespace
@@ -64,16 +98,8 @@ int runDemo(const std::string& folder, const std::string& log) {
     tell("It is started again, and learns what counts of what it holds.");
     stage.startCollector(lost);
 
-    tell("The agent is killed. What it keeps in the registry:");
-    stage.killAgent();
-    for (const auto& [key, value] : shipper::StateNode({}).read())
-        tell("    " + key + " = " + value);
-    append(stage.log(), bytes.substr(second));
-    tell("It is started again, and goes on where it was.");
-    stage.startAgent();
-    std::size_t lines = 0;
-    for (const char byte : bytes)
-        lines += byte == '\n';
+    restartAgent(stage, bytes.substr(second));
+    const auto lines = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
     until("every line arrives", [&] { return stage.countStored() >= lines; });
 
     tell("All are stopped politely.");
@@ -81,24 +107,7 @@ int runDemo(const std::string& folder, const std::string& log) {
         throw std::runtime_error("one of them did not end as it should");
     tellNews(stage, told);
 
-    std::map<std::uint64_t, std::string> arrived;
-    std::size_t pieces = 0;
-    for (std::size_t i = 0; i < stage.collectorCount(); ++i) {
-        const std::vector<Arrived> stored = stage.stored(i);
-        tell("The collector on " + stage.addressOf(i) + " has stored " + std::to_string(stored.size()) + " events.");
-        pieces += stored.size();
-        for (const Arrived& line : stored)
-            arrived[line.line] += line.bytes;
-    }
-    std::string together;
-    for (const auto& [number, line] : arrived)
-        together += line + "\n";
-    const bool same = together == bytes && pieces == lines;
-    tell(same ? "What arrived is what was sent, byte for byte: " + std::to_string(lines) + " lines, " +
-                    std::to_string(bytes.size()) + " bytes."
-              : "What arrived is NOT what was sent: " + std::to_string(pieces) + " of " + std::to_string(lines) +
-                    " lines, " + std::to_string(together.size()) + " of " + std::to_string(bytes.size()) + " bytes.");
-    return same ? 0 : 1;
+    return isSame(stage, bytes, lines) ? 0 : 1;
 }
 
 } // namespace trial
