@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <iterator>
 #include <limits>
 #include <system_error>
 
@@ -12,7 +13,7 @@ namespace {
 constexpr Option HELP{"--help", nullptr, "tells this"};
 constexpr Option JSON{"--json", nullptr, "one line of JSON"};
 
-std::vector<Command> makeCommands() {
+std::vector<Command> commandsOfValues() {
     using enum Argument;
     return {
         {"get",
@@ -60,6 +61,12 @@ std::vector<Command> makeCommands() {
          0,
          false,
          tree},
+    };
+}
+
+std::vector<Command> commandsOfKeys() {
+    using enum Argument;
+    return {
         {"export",
          "KEY FILE",
          "Writes a key, and all below it, to an XML file.",
@@ -110,7 +117,7 @@ std::string columns(const std::vector<std::pair<std::string, std::string>>& rows
         width = std::max(width, left.size());
     std::string text;
     for (const auto& [left, right] : rows)
-        text += "  " + left + std::string(width - left.size() + 2, ' ') + right + "\n";
+        text.append("  ").append(left).append(width - left.size() + 2, ' ').append(right).append("\n");
     return text;
 }
 
@@ -146,7 +153,11 @@ std::optional<std::int32_t> Invocation::number(std::string_view option) const {
 }
 
 const std::vector<Command>& commands() {
-    static const std::vector<Command> all = makeCommands();
+    static const std::vector<Command> all = [] {
+        std::vector<Command> both = commandsOfValues();
+        std::ranges::move(commandsOfKeys(), std::back_inserter(both));
+        return both;
+    }();
     return all;
 }
 

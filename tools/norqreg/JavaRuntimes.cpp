@@ -39,10 +39,10 @@ std::string versionOf(const fs::path& home) {
 fs::path libraryOf(const fs::path& home) {
     std::error_code absent;
     for (const char* const base : {"lib", "jre/lib"}) {
-        if (const fs::path library = home / base / "server/libjvm.so"; fs::is_regular_file(library, absent))
+        if (fs::path library = home / base / "server/libjvm.so"; fs::is_regular_file(library, absent))
             return library;
         for (const auto& architecture : fs::directory_iterator(home / base, absent))
-            if (const fs::path library = architecture.path() / "server/libjvm.so"; fs::is_regular_file(library, absent))
+            if (fs::path library = architecture.path() / "server/libjvm.so"; fs::is_regular_file(library, absent))
                 return library;
     }
     return {};

@@ -31,7 +31,7 @@ public:
     }
 
     /// What is new since the last look; false if the key is gone.
-    bool look(const Listener& tell) {
+    bool look(const Listener& listener) {
         std::map<WString, WString> now;
         try {
             change->reset();
@@ -44,10 +44,10 @@ public:
         }
         for (const auto& [name, text] : now)
             if (const auto before = seen.find(name); before == seen.end() || before->second != text)
-                tell({Change::Kind::VALUE_SET, path, name, text});
+                listener({Change::Kind::VALUE_SET, path, name, text});
         for (const auto& [name, text] : seen)
             if (!now.contains(name))
-                tell({Change::Kind::VALUE_DELETED, path, name, {}});
+                listener({Change::Kind::VALUE_DELETED, path, name, {}});
         seen = std::move(now);
         return true;
     }
