@@ -10,7 +10,7 @@ using SignalAction = void (*)(int signal, siginfo_t* info, void* interrupted);
 bool isFaultSignal(int signal) noexcept;
 
 /// Makes the handler the one for a fault signal, behind the translation of faults where that stands: there it gets what
-/// is not translated. False with errno set.
+/// is not translated. False with errno set; ENOTSUP where a virtual machine has the signal, which lives by it.
 bool setActionBehindFaults(int signal, SignalAction action);
 
 } // namespace norq_std_internal::platform

@@ -51,10 +51,13 @@ struct Previous {
     int signal;
     struct sigaction action;
     std::atomic<SignalAction> behind;
+    SignalAction alone; ///< what the program has set where no translation stands
 };
 
-constinit std::array<Previous, 4> previousActions{
-    {{SIGSEGV, {}, nullptr}, {SIGBUS, {}, nullptr}, {SIGFPE, {}, nullptr}, {SIGILL, {}, nullptr}}};
+constinit std::array<Previous, 4> previousActions{{{SIGSEGV, {}, nullptr, nullptr},
+                                                   {SIGBUS, {}, nullptr, nullptr},
+                                                   {SIGFPE, {}, nullptr, nullptr},
+                                                   {SIGILL, {}, nullptr, nullptr}}};
 
 constinit std::mutex installing;
 constinit bool handlersStand = false; // guarded by it
@@ -288,15 +291,26 @@ bool isFaultSignal(int signal) noexcept { return previousOf(signal) != previousA
 
 bool setActionBehindFaults(int signal, SignalAction action) {
     const std::lock_guard guard(installing);
+    Previous& previous = *previousOf(signal);
     if (handlersStand) {
-        previousOf(signal)->behind.store(action);
+        previous.behind.store(action);
         return true;
+    }
+    struct sigaction current = {};
+    if (::sigaction(signal, nullptr, &current) != 0)
+        return false;
+    if (isOfVirtualMachine(current)) { // which hands on to what stood when it came, and cannot do without its own
+        errno = ENOTSUP;
+        return previous.alone == action;
     }
     struct sigaction ours = {};
     ours.sa_sigaction = action;
     ours.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&ours.sa_mask);
-    return ::sigaction(signal, &ours, nullptr) == 0;
+    if (::sigaction(signal, &ours, nullptr) != 0)
+        return false;
+    previous.alone = action;
+    return true;
 }
 
 void restoreStackReserve() noexcept { self.reserve.close(); }

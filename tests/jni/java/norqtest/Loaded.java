@@ -11,12 +11,17 @@ public final class Loaded {
     /** What stands wrong after loading; "good" for nothing. */
     private static native String state();
 
-    /** The first argument: whether native faults are translated. */
+    /** Tries to take the signals of processor faults; "good" for the expected outcome. */
+    private static native String signals(boolean settable);
+
+    /** The first argument: whether native faults are translated, and their signals can be set. */
     public static void main(String[] arguments) throws InterruptedException {
         boolean translated = Boolean.parseBoolean(arguments[0]);
         System.loadLibrary("NorqStd");
         System.loadLibrary("norqstd-test-loaded");
         expect("state", state());
+        expect("functions for fault signals", signals(translated));
+        expect("traps behind them", Probe.provokeTraps());
         expect("faults, handlers first", faults(true, translated));
         expect("faults, attached first", faults(false, translated));
         expect("traps on a Java thread", Probe.provokeTraps());
