@@ -246,6 +246,30 @@ TEST_F(RegistryStoreTest, AnotherDatabaseInItsPlaceIsNoticedAtOnce) {
     EXPECT_EQ(key.get(u"value"), u"error 1015");
 }
 
+TEST_F(RegistryStoreTest, AKeyIsNeverAnotherOneAfterARestore) {
+    const fs::path backup = folder() / "backup.db";
+    EXPECT_EQ(StoreKey(u"kept").set(u"value", u"old"), 0);
+    byHand(userDatabase(), "VACUUM INTO '" + backup.string() + "'");
+    const StoreKey kept(u"kept");
+    const StoreKey mine(u"mine");
+    EXPECT_EQ(mine.set(u"value", u"mine"), 0);
+    EXPECT_EQ(kept.set(u"value", u"new"), 0);
+    sqlite3* from = nullptr;
+    sqlite3* into = nullptr;
+    ASSERT_EQ(sqlite3_open(backup.c_str(), &from), SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(userDatabase().c_str(), &into), SQLITE_OK);
+    sqlite3_backup* const restore = sqlite3_backup_init(into, "main", from, "main");
+    EXPECT_EQ(sqlite3_backup_step(restore, -1), SQLITE_DONE);
+    EXPECT_EQ(sqlite3_backup_finish(restore), SQLITE_OK);
+    sqlite3_close(from);
+    sqlite3_close(into);
+    EXPECT_EQ(inChild([] { return StoreKey(u"other").set(u"value", u"other"); }), 0);
+    EXPECT_EQ(kept.get(u"value"), u"old");
+    EXPECT_EQ(mine.get(u"value"), u"error 1018");
+    EXPECT_EQ(mine.set(u"value", u"mine"), 1018);
+    EXPECT_EQ(StoreKey(u"other").get(u"value"), u"other");
+}
+
 TEST_F(RegistryStoreTest, AKilledWriterLeavesTheOldOrTheNew) {
     const char* const asked = std::getenv("NORQSTD_TEST_KILL_ROUNDS");
     const std::size_t count = asked != nullptr ? std::strtoul(asked, nullptr, 10) : rounds(20);

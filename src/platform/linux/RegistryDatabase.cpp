@@ -27,7 +27,7 @@ constexpr std::array<const char*, static_cast<std::size_t>(RegistrySql::Count)> 
     "ROLLBACK",
     "SELECT id FROM key WHERE parent=?1 AND folded=?2",
     "SELECT 1 FROM key WHERE id=?1",
-    "INSERT INTO key(parent,folded,name) VALUES(?1,?2,?3) RETURNING id",
+    "INSERT INTO key(id,parent,folded,name) VALUES(?1,?2,?3,?4)",
     "DELETE FROM key WHERE id=?1",
     "WITH RECURSIVE tree(id) AS (VALUES(?1) UNION SELECT key.id FROM key,tree WHERE key.parent=tree.id)"
     " SELECT id FROM tree",
@@ -42,6 +42,13 @@ constexpr std::array<const char*, static_cast<std::size_t>(RegistrySql::Count)> 
 };
 
 thread_local std::u16string lastFailure;
+
+std::uint64_t randomNumber() {
+    std::uint64_t number = 0;
+    if (::getrandom(&number, sizeof number, 0) != sizeof number)
+        sqlite3_randomness(sizeof number, &number);
+    return number;
+}
 
 } // namespace
 
@@ -154,14 +161,18 @@ bool RegistryDatabase::lookBehindOneCommit() noexcept {
     return counter() == before + 1;
 }
 
+std::int64_t RegistryDatabase::numberOfNewKey() noexcept {
+    constexpr std::uint64_t Range = std::uint64_t{1} << 62; // of what a connection begins with
+    if (lastNewKey == 0)
+        lastNewKey = static_cast<std::int64_t>(RootKey + 1 + randomNumber() % Range);
+    return ++lastNewKey;
+}
+
 void RegistryDatabase::announce(std::span<const std::int64_t> keys) noexcept {
     using namespace registry_stamps;
     constexpr std::size_t ManyKeys = 64;
     // Unlike any other, of any process: a place that changes twice must not look as it did before.
-    static std::atomic<std::uint64_t> next = [] {
-        std::uint64_t seed = 0;
-        return ::getrandom(&seed, sizeof seed, 0) == sizeof seed ? seed : static_cast<std::uint64_t>(::getpid()) << 32;
-    }();
+    static std::atomic<std::uint64_t> next = randomNumber();
     const auto put = [&](std::size_t place) {
         const std::uint64_t stamp = next.fetch_add(0x9E3779B97F4A7C15, std::memory_order_relaxed);
         return ::pwrite(stamps.get(), &stamp, sizeof stamp, static_cast<off_t>(HeaderBytes + place * sizeof stamp)) > 0;

@@ -98,6 +98,10 @@ public:
     /// 0, or why nobody may write through this connection.
     std::int32_t writeRefusal() const { return refusal; }
 
+    /// A number that no key has ever had, though the file may have been set back to a state in which numbers that were
+    /// given since are unknown. Each connection counts from a random one of 62 bits.
+    std::int64_t numberOfNewKey() noexcept;
+
     /// Tells those that watch that these keys have changed. Never fails: they find out in any case, only later.
     void announce(std::span<const std::int64_t> keys) noexcept;
 
@@ -129,6 +133,7 @@ private:
     std::string path;
     RegistryFileIdentity identity;
     std::int64_t statusChange = 0;
+    std::int64_t lastNewKey = 0;
     std::chrono::steady_clock::time_point lastCheck;
     std::int32_t refusal = 0;
     bool immutable = false;

@@ -370,11 +370,10 @@ std::int32_t RegistryHive::makeKeys(RegistryDatabase& connection, RegistryOpenKe
             parentOfNew.push_back(id);
         const std::string stored = storedText(name);
         RegistryQuery make(connection, RegistrySql::MakeKey);
-        if (!make.bind(id).bind(folded).bind(stored).next())
+        const std::int64_t made = connection.numberOfNewKey();
+        if (make.bind(made).bind(id).bind(folded).bind(stored).run() != NoError)
             return make.error;
-        id = make.number(0);
-        if (make.next() || make.error != NoError)
-            return make.error;
+        id = made;
     }
     if (const std::int32_t result = transaction.commit(); result != NoError)
         return result;

@@ -40,9 +40,9 @@ struct RegistryOpenKey {
 
 /// One hive in this process: one connection, used under one mutex.
 ///
-/// Rows of keys are never used again, and a key has one path for life. So a row that was once found for a path is right
-/// as long as it is there; and a value that is found below a row proves that the key is there. Only what is not found
-/// needs a second look.
+/// Numbers of keys are never given again, not even when a file is set back, and a key has one path for life. So a row
+/// that was once found for a path is right as long as it is there; and a value that is found below a row proves that
+/// the key is there. Only what is not found needs a second look.
 class RegistryHive {
 public:
     /// The hive of one of the two roots, where the environment puts it at this moment; null for any other number.
