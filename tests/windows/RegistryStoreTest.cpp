@@ -2,6 +2,7 @@
 
 #include "RegistryKeys.h"
 
+#include "support/Actor.h"
 #include "support/Files.h"
 #include "support/Limits.h"
 
@@ -244,6 +245,26 @@ TEST_F(RegistryStoreTest, AnotherDatabaseInItsPlaceIsNoticedAtOnce) {
     fs::remove(userDatabase());
     EXPECT_EQ(key.set(u"value", u"x"), 1015);
     EXPECT_EQ(key.get(u"value"), u"error 1015");
+}
+
+TEST_F(RegistryStoreTest, AFolderThatWasMovedAwayIsNotWrittenTo) {
+    const fs::path place = folder() / "place";
+    const fs::path away = folder() / "away";
+    setenv("NORQSTD_REGISTRY_USER", place.c_str(), 1);
+    const StoreKey key(u"key");
+    EXPECT_EQ(key.set(u"value", u"old"), 0);
+    otherDatabase(u"other");
+    fs::rename(place, away);
+    fs::rename(folder() / "other", place);
+    EXPECT_EQ(key.set(u"more", u"new"), 0);
+    setenv("NORQSTD_REGISTRY_USER", place.c_str(), 1);
+    EXPECT_EQ(StoreKey(u"key").get(u"more"), u"new");
+    fs::rename(place, folder() / "second");
+    EXPECT_TRUE(eventually([&] { return key.get(u"value") == u"error 1018"; }));
+    EXPECT_EQ(key.set(u"value", u"lost"), 1018);
+    setenv("NORQSTD_REGISTRY_USER", away.c_str(), 1);
+    EXPECT_EQ(StoreKey(u"key").get(u"more"), u"error 2");
+    EXPECT_EQ(StoreKey(u"key").get(u"value"), u"old");
 }
 
 TEST_F(RegistryStoreTest, AKeyIsNeverAnotherOneAfterARestore) {

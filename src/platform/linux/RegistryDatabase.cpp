@@ -112,22 +112,15 @@ std::int32_t RegistryDatabase::failure(int result) {
     }
 }
 
-bool RegistryDatabase::isCurrent(bool lately, bool thorough) {
+bool RegistryDatabase::isCurrent(bool lately) {
     if (immutable)
         return false;
     const auto now = std::chrono::steady_clock::now();
     if (lately && now - lastCheck < std::chrono::milliseconds(1))
         return true;
     lastCheck = now;
-    struct stat status {};
-    if (::fstat(file.get(), &status) != 0 || status.st_nlink == 0)
-        return false;
-    const std::int64_t changed = status.st_ctim.tv_sec * 1'000'000'000 + status.st_ctim.tv_nsec;
-    if (!thorough && changed == statusChange)
-        return true;
-    statusChange = changed;
-    struct stat found {};
-    return ::stat(path.c_str(), &found) == 0 && found.st_dev == status.st_dev && found.st_ino == status.st_ino;
+    struct stat found {}; // no other file can have the number as long as this one is open
+    return ::stat(path.c_str(), &found) == 0 && found.st_dev == device && found.st_ino == inode;
 }
 
 bool RegistryDatabase::sameSinceLastLook() noexcept {

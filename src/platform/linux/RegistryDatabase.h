@@ -88,8 +88,8 @@ public:
     RegistryDatabase& operator=(const RegistryDatabase&) = delete;
 
     /// Whether it is still the file that has the path. `lately` is content with what was so less than a millisecond
-    /// ago; `thorough` sees also that the folder was replaced.
-    bool isCurrent(bool lately, bool thorough);
+    /// ago.
+    bool isCurrent(bool lately);
     const RegistryFileIdentity& fileIdentity() const { return identity; }
 
     /// Whether something failed that a new connection may not find.
@@ -132,7 +132,8 @@ private:
     Descriptor stamps;
     std::string path;
     RegistryFileIdentity identity;
-    std::int64_t statusChange = 0;
+    dev_t device = 0; // as `stat` has it
+    ino_t inode = 0;
     std::int64_t lastNewKey = 0;
     std::chrono::steady_clock::time_point lastCheck;
     std::int32_t refusal = 0;

@@ -218,8 +218,7 @@ std::int32_t RegistryDatabase::open(const RegistryPlace& place, std::unique_ptr<
         if (const std::int32_t failed = database->openAny(place); failed != NoError)
             return failed;
         // Another may have been put there meanwhile.
-        database->statusChange = 0;
-        if (database->immutable || database->isCurrent(false, true)) {
+        if (database->immutable || database->isCurrent(false)) {
             opened = std::move(database);
             return NoError;
         }
@@ -247,6 +246,8 @@ std::int32_t RegistryDatabase::openAny(const RegistryPlace& place) {
     struct stat status {};
     if (!file.valid() || ::fstat(file.get(), &status) != 0 || !identityOf(file.get(), {}, identity))
         return nativeFailure(path);
+    device = status.st_dev;
+    inode = status.st_ino;
     if (!S_ISREG(status.st_mode) || status.st_size == 0)
         return registryFails(RegistryDamaged, path + (status.st_size == 0 ? ": is empty" : ": is no file"));
     if (writable)

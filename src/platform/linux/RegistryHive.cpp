@@ -218,8 +218,7 @@ void RegistryHive::afterFork() {
 std::int32_t RegistryHive::attach(For purpose) {
     if (place.folder.empty())
         return registryFails(PathNotFound, u"no home directory is known");
-    if (database != nullptr &&
-        (database->isBroken() || !database->isCurrent(purpose == For::Reading, purpose >= For::Opening)))
+    if (database != nullptr && (database->isBroken() || !database->isCurrent(purpose == For::Reading)))
         database.reset();
     if (database == nullptr) {
         std::int32_t result = RegistryDatabase::open(place, database);

@@ -75,7 +75,7 @@ private:
         std::int64_t id;
         std::uint64_t generation; // at which it was last seen
     };
-    /// Setting makes a hive where there is none, as Making does; from Opening on the path of the file counts too.
+    /// Setting makes a hive where there is none, as Making does. Reading may use a file that was moved away just now.
     enum class For : std::uint8_t { Reading, Setting, Opening, Changing, Making };
 
     static void beforeFork();
