@@ -271,7 +271,8 @@ TEST_F(NorqregTest, whatWasExportedComesBackAndWhatCannotIsRefused) {
     const std::string before = got({"tree", "HKCU/Software/X"});
     got({"export", "HKCU/software/x", path("x.xml")});
     EXPECT_EQ(contentOf(path("x.xml")).find("Other"), std::string::npos);
-    EXPECT_FALSE(fs::exists(path("x.xml.part")));
+    for (const auto& entry : fs::directory_iterator(folder))
+        EXPECT_NE(entry.path().stem(), "x.xml") << entry.path() << " is left";
     got({"export", "--node", "HKCU/Software/X", path("node.xml")});
     got({"delete", "--recursive", "HKCU/Software"});
     got({"import", path("x.xml")});
@@ -290,6 +291,19 @@ TEST_F(NorqregTest, whatWasExportedComesBackAndWhatCannotIsRefused) {
         EXPECT_TRUE(fs::exists(path("odd.xml")));
         fs::remove(path("odd.xml"));
     }
+    // Nothing but the file is touched: no link that somebody put there is followed but FILE itself.
+    got({"set", "HKCU/X", "v", "1"});
+    std::ofstream(path("other")) << "other";
+    std::ofstream(path("secret.xml")) << "old";
+    fs::permissions(path("secret.xml"), fs::perms(0600));
+    fs::create_symlink(path("other"), path("secret.xml.part"));
+    fs::create_symlink(path("secret.xml"), path("link.xml"));
+    got({"export", "HKCU/X", path("link.xml")});
+    EXPECT_EQ(contentOf(path("other")), "other");
+    EXPECT_TRUE(fs::is_symlink(path("link.xml")));
+    EXPECT_NE(contentOf(path("secret.xml")).find("key=\"v\""), std::string::npos) << contentOf(path("secret.xml"));
+    EXPECT_EQ(fs::status(path("secret.xml")).permissions(), fs::perms(0600));
+
     EXPECT_EQ(norqreg({"export", "HKCU/none", path("x.xml")}).status, 1);
     EXPECT_EQ(norqreg({"export", "HKCU/Software", path("no/such/folder/x.xml")}).status, 0) << "made";
     EXPECT_EQ(norqreg({"import", path("none.xml")}).status, 1);

@@ -6,6 +6,7 @@
 #include "StrictPreferences.h"
 
 #include "exception/NorqException.h"
+#include "platform/TemporaryFile.h"
 #include "prefs/Preferences.h"
 #include "system/NorqSystem.h"
 
@@ -133,16 +134,28 @@ void replaceFile(const fs::path& file, const Write& write) {
         write(file);
         return;
     }
-    const fs::path beside = file.string() + ".part";
+    const fs::path target = fs::weakly_canonical(file, error); // a link stays, and leads to the new file
+    if (error)
+        failFile(file, error);
+    fs::create_directories(target.parent_path(), error);
+    WString name = widen(target.string() + ".XXXXXX");
+    std::FILE* const made = norq_std_internal::platform::createTemporaryFile(name, widen(target.string()));
+    if (made == nullptr)
+        failFile(target, {errno, std::generic_category()});
+    std::fclose(made);
+    const fs::path beside = narrow(name);
     try {
         write(beside);
     } catch (...) {
         fs::remove(beside, error);
         throw;
     }
-    fs::rename(beside, file, error);
-    if (error)
-        failFile(file, error);
+    fs::rename(beside, target, error);
+    if (!error)
+        return;
+    const std::error_code failure = error;
+    fs::remove(beside, error);
+    failFile(target, failure);
 }
 
 } // namespace
