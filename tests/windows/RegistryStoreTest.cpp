@@ -149,6 +149,29 @@ TEST_F(RegistryStoreTest, WhoMayNotWriteCanReadInEveryState) {
     withoutPermission("with a journal");
 }
 
+TEST_F(RegistryStoreTest, WhoeverTheDatabaseIsOpenedToCanWriteIt) {
+    EXPECT_EQ(StoreKey(u"key", Machine).set(u"value", u"text"), 0);
+    platform::closeRegistryHives();
+    fs::permissions(folder(), fs::perms(0777));
+    const std::function<bool()> onlyReads = [] {
+        return StoreKey(u"key", Machine, norq_std::KEY_READ).get(u"value") == u"text" &&
+               StoreKey(u"key", Machine).error == 5;
+    };
+    for (const char* denied : {"-lock", "-changes"}) {
+        for (const char* suffix : {"", "-wal", "-shm", "-changes", "-lock"})
+            fs::permissions(machineDatabase().string() + suffix, fs::perms(0666));
+        fs::permissions(machineDatabase().string() + denied, fs::perms(denied == std::string("-lock") ? 0 : 0444));
+        EXPECT_EQ(asReader(onlyReads), 0) << denied;
+    }
+    fs::permissions(machineDatabase().string() + "-changes", fs::perms(0666));
+    fs::permissions(machineDatabase().string() + "-lock", fs::perms(0600));
+    EXPECT_EQ(StoreKey(u"key", Machine).error, 0); // by the owner, who mends the modes
+    EXPECT_EQ(fs::status(machineDatabase().string() + "-lock").permissions(), fs::perms(0666));
+    const std::function<bool()> writes = [] { return StoreKey(u"key", Machine).set(u"value", u"theirs") == 0; };
+    EXPECT_EQ(asReader(writes), 0);
+    EXPECT_EQ(StoreKey(u"key", Machine).get(u"value"), u"theirs");
+}
+
 TEST_F(RegistryStoreTest, WhatIsNoSoundHiveIsRefusedAndLeftAsItIs) {
     const fs::path sound = folder() / "sound.db";
     EXPECT_EQ(StoreKey(u"key").set(u"value", u"text"), 0);

@@ -76,9 +76,30 @@ std::int32_t nativeFailure(const std::string& what) {
     return registryFails(errorFromNative(native), what + ": " + ::strerrordesc_np(native));
 }
 
-/// Held while a database is made, or opened for writing. Invalid, with `errno`, if it is not to be had.
+/// Gives a file of the library's own to those who have the database. Others' files stay as their owners made them.
+void giveTo(int descriptor, const struct stat& like, mode_t mode) {
+    struct stat now {};
+    if (::fstat(descriptor, &now) != 0 || !S_ISREG(now.st_mode) || now.st_nlink != 1)
+        return;
+    if ((now.st_uid != like.st_uid || now.st_gid != like.st_gid) &&
+        ::fchown(descriptor, like.st_uid, like.st_gid) != 0 &&
+        ::fchown(descriptor, static_cast<uid_t>(-1), like.st_gid) != 0 && now.st_gid != like.st_gid)
+        mode &= 0707; // not for another group
+    if ((now.st_mode & 0777) != mode)
+        ::fchmod(descriptor, mode);
+}
+
+bool isDenied(int native) { return native == EACCES || native == EPERM; }
+
+/// Held while a database is made, or opened for writing. Invalid, with `errno`, if it is not to be had. Who may write
+/// the database may take it, and nobody else: even to read it is enough to take it.
 Descriptor lockOf(const RegistryPlace& place) {
     Descriptor lock(::open(place.beside("-lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    struct stat database {};
+    if (lock.valid() && ::lstat(place.path().c_str(), &database) == 0) {
+        const mode_t writers = database.st_mode & 0222;
+        giveTo(lock.get(), database, writers | writers << 1);
+    }
     const auto limit = std::chrono::steady_clock::now() + LockLimit;
     while (lock.valid() && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() > limit)
@@ -121,11 +142,6 @@ std::int64_t numberOf(sqlite3* connection, const char* sql, int& result) {
         result = sqlite3_finalize(statement);
     }
     return number;
-}
-
-/// Keeps what the process has been told not to give to a new file.
-bool setOwner(int descriptor, const struct stat& like) {
-    return ::geteuid() != 0 || ::fchown(descriptor, like.st_uid, like.st_gid) == 0;
 }
 
 std::int32_t makeFolders(const RegistryPlace& place) {
@@ -234,7 +250,9 @@ std::int32_t RegistryDatabase::openAny(const RegistryPlace& place) {
     Descriptor lock;
     if (writable) {
         lock = lockOf(place);
-        if (!lock.valid())
+        if (!lock.valid() && isDenied(errno))
+            refusal = AccessDenied;
+        else if (!lock.valid())
             return errno == EWOULDBLOCK ? registryFails(Busy, place.beside("-lock")) : nativeFailure(path);
     }
     file = Descriptor(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -250,8 +268,12 @@ std::int32_t RegistryDatabase::openAny(const RegistryPlace& place) {
     inode = status.st_ino;
     if (!S_ISREG(status.st_mode) || status.st_size == 0)
         return registryFails(RegistryDamaged, path + (status.st_size == 0 ? ": is empty" : ": is no file"));
-    if (writable)
-        return openForWriting(place);
+    if (refusal == NoError) {
+        const std::int32_t failed = openForWriting(place);
+        if (failed != AccessDenied && failed != WriteProtected)
+            return failed;
+        refusal = failed; // of a file beside the database
+    }
     if (Pair::isParted(place))
         return connect(place, true);
     const std::int32_t failed = connect(place, false);
@@ -263,23 +285,24 @@ std::int32_t RegistryDatabase::openAny(const RegistryPlace& place) {
 }
 
 std::int32_t RegistryDatabase::openForWriting(const RegistryPlace& place) {
+    const std::string name = place.beside(registry_stamps::Suffix);
+    stamps = Descriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, place.fileMode));
+    if (!stamps.valid())
+        return nativeFailure(name);
     if (Pair::isParted(place)) {
-        ::unlink(place.beside("-wal").c_str());
+        if (::unlink(place.beside("-wal").c_str()) != 0)
+            return nativeFailure(place.beside("-wal"));
         ::unlink(place.beside("-shm").c_str());
     }
     if (const std::int32_t failed = connect(place, false); failed != NoError)
         return failed;
     struct stat status {};
-    ::fstat(file.get(), &status);
-    const std::string name = place.beside(registry_stamps::Suffix);
-    stamps = Descriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, place.fileMode));
-    if (!stamps.valid())
-        return nativeFailure(name);
+    if (::fstat(file.get(), &status) == 0)
+        giveTo(stamps.get(), status, status.st_mode & 0777);
     const Pair pair = Pair::now(place);
     const auto length = static_cast<off_t>(registry_stamps::HeaderBytes + sizeof(registry_stamps::Stamps));
     static_assert(sizeof pair <= registry_stamps::HeaderBytes);
-    if (::fchmod(stamps.get(), status.st_mode & 0777) != 0 || !setOwner(stamps.get(), status) ||
-        ::ftruncate(stamps.get(), length) != 0 || ::pwrite(stamps.get(), &pair, sizeof pair, 0) != sizeof pair)
+    if (::ftruncate(stamps.get(), length) != 0 || ::pwrite(stamps.get(), &pair, sizeof pair, 0) != sizeof pair)
         return nativeFailure(name);
     return NoError;
 }
