@@ -14,7 +14,9 @@ namespace norq_std {
 ///
 /// Each operation goes to the store and is there for every process when it returns; `flush` and `sync` have nothing to
 /// do. A node is in the store from the moment that it is made here. A value that cannot be written is dropped and
-/// nobody is told; what cannot be read is its default.
+/// nobody is told; what cannot be read is its default. The removal of a node whose key is already gone succeeds:
+/// otherwise a key that another process removed, or this one under another spelling, would keep its node and every
+/// branch that holds it from ever being removed here.
 ///
 /// Listeners hear of the values of the node itself, whichever process changed them: of several changes to a value in
 /// quick succession perhaps only the last, and of a removal with an empty text. The root has no listeners. A listener

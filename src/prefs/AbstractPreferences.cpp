@@ -342,10 +342,12 @@ void AbstractPreferences::purge() NORQ_NO_THREAD_SAFETY_ANALYSIS {
             levels.emplace_back(child);
             continue;
         }
-        level.node->children.clear();
         level.node->removeNodeSpi();
         level.node->removed = true;
+        const Node gone = level.node;
         levels.pop_back();
+        if (!levels.empty()) // at once: a failure further on must not leave it to be found
+            levels.back().node->children.erase(gone->nodeName);
     }
 }
 

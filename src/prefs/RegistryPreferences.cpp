@@ -217,6 +217,7 @@ void RegistryPreferences::removeNodeSpi() {
     try {
         const AutoLock<Lock> guard(shared().registryLock);
         shared().registry.deleteKey(root, registryPath);
+    } catch (const NorqObjectNotFoundException&) { // removed by another process, or under another spelling of its name
     } catch (const NorqException& e) {
         throw NorqBackingStoreException(u"Failed to remove node.", e);
     }

@@ -211,6 +211,24 @@ TEST_F(AbstractPreferencesTest, ARemovedNodeRefusesAndANewOneTakesItsPlace) {
     EXPECT_EQ(messageOf([&] { root->removeNode(); }), u"Parent value is NULL.");
 }
 
+TEST_F(AbstractPreferencesTest, ARemovalThatFailedGoesOnWhereItStopped) {
+    const auto top = std::static_pointer_cast<MemoryPreferences>(root->node(u"top"));
+    bool fails = true;
+    top->onCall = [this, &fails](const std::string&, MemoryPreferences& node) {
+        calls.push_back(UtfUtils::utf16ToUtf8(node.name()));
+        if (fails && node.name() == u"b")
+            throw NorqBackingStoreException(u"no");
+    };
+    const auto a = top->node(u"a");
+    const auto b = top->node(u"b");
+    EXPECT_THROW(top->removeNode(), NorqBackingStoreException);
+    EXPECT_NE(top->node(u"a"), a);
+    EXPECT_EQ(top->node(u"b"), b);
+    fails = false;
+    top->removeNode();
+    EXPECT_EQ(calls, (std::vector<std::string>{"a", "b", "a", "b", "top"}));
+}
+
 TEST_F(AbstractPreferencesTest, FlushesFromTheTopAndStopsAtAFailure) {
     const auto top = std::static_pointer_cast<MemoryPreferences>(root->node(u"top"));
     top->onCall = [this](const std::string& operation, MemoryPreferences& node) {
