@@ -47,23 +47,21 @@ struct RegistryPreferences::Shared {
     Lock rootLock; // guards the making of the roots
     Root userRoot;
     Root systemRoot;
-    Lock registryLock; // held while a key is open
-    NorqRegistry registry;
 };
 
-/// The shared registry with one key open, and to this thread alone.
+/// One key, open for one operation. Each operation has a registry object of its own, so that none waits for another
+/// that waits for the store.
 class RegistryPreferences::OpenKey {
 public:
     OpenKey(const RegistryPreferences& node, std::uint32_t access)
         : OpenKey(node.root, node.registryPath, access) {}
     OpenKey(HKey root, const WString& path, std::uint32_t access)
-        : guard(shared().registryLock)
-        , key(shared().registry, root, path, access) {}
+        : key(registry, root, path, access) {}
 
-    NorqRegistry* operator->() const { return &shared().registry; }
+    NorqRegistry* operator->() { return &registry; }
 
 private:
-    const AutoLock<Lock> guard;
+    NorqRegistry registry;
     const AutoCloseRegistry key;
 };
 
@@ -89,10 +87,8 @@ RegistryPreferences::~RegistryPreferences() = default;
 
 void RegistryPreferences::createInRegistry() {
     try {
-        const AutoLock<Lock> guard(shared().registryLock);
         bool existed = false;
-        shared().registry.createKey(existed, root, registryPath, KEY_WRITE, 0);
-        shared().registry.closeKey();
+        NorqRegistry().createKey(existed, root, registryPath, KEY_WRITE, 0);
         newNode = !existed;
     } catch (const NorqException&) { // a node that cannot be written may still be read
     }
@@ -215,8 +211,7 @@ void RegistryPreferences::syncSpi() {}
 
 void RegistryPreferences::removeNodeSpi() {
     try {
-        const AutoLock<Lock> guard(shared().registryLock);
-        shared().registry.deleteKey(root, registryPath);
+        NorqRegistry().deleteKey(root, registryPath);
     } catch (const NorqObjectNotFoundException&) { // removed by another process, or under another spelling of its name
     } catch (const NorqException& e) {
         throw NorqBackingStoreException(u"Failed to remove node.", e);

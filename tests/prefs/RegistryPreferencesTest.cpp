@@ -3,12 +3,16 @@
 #include "prefs/RegistryPreferencesFactory.h"
 #include "prefs/RegistrySupport.h"
 #include "stream/ByteArray.h"
+#include "support/Actor.h"
+#include "support/DebugCapture.h"
 #include "windows/NorqRegistry.h"
 
 #include <array>
 #include <chrono>
 #include <thread>
 #include <vector>
+
+#include <sqlite3.h>
 
 using namespace norq_std;
 using norqstd_test::OtherProcess;
@@ -139,7 +143,33 @@ TEST_F(RegistryPreferencesTest, IsTheDefaultFactory) {
     EXPECT_EQ(RegistryPreferences::getSystemRoot()->node(name)->toString(), u"System Preference Node: /" + name);
 }
 
-// All nodes work on one registry object: what one has open must never serve another.
+TEST_F(RegistryPreferencesTest, AWriteThatWaitsKeepsNobodyElseWaiting) {
+    const auto other = node->node(u"other");
+    const auto machine = RegistryPreferences::getSystemRoot()->node(name);
+    other->put(u"k", u"v");
+    machine->put(u"k", u"v");
+    sqlite3* writer = nullptr; // as another process
+    ASSERT_EQ(sqlite3_open((hives() / "user" / "user.db").c_str(), &writer), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    norqstd_test::Actor waiting;
+    norqstd_test::Actor reading;
+    {
+        const norqstd_test::DebugCapture lines(CALL);
+        const auto written = waiting.begin([this] { node->put(u"k", u"w"); });
+        // The key is open, and the value on its way.
+        EXPECT_TRUE(norqstd_test::eventually([&] { return lines.count(u"Begin.") >= 2; }));
+        const auto read = reading.begin([&] { machine->put(u"k", machine->get(u"k", u"?") + other->get(u"k", u"?")); });
+        EXPECT_TRUE(norqstd_test::becomesReady(read));
+        EXPECT_FALSE(norqstd_test::isReady(written));
+        EXPECT_EQ(sqlite3_close(writer), SQLITE_OK);
+        EXPECT_TRUE(norqstd_test::becomesReady(written));
+    }
+    EXPECT_EQ(machine->get(u"k", u"?"), u"vv");
+    EXPECT_EQ(node->get(u"k", u"?"), u"w");
+    machine->removeNode();
+}
+
+// What one node has open must never serve another.
 TEST_F(RegistryPreferencesTest, ThreadsOnDifferentNodesDoNotMixTheirKeys) {
     std::vector<std::thread> threads;
     std::atomic<int> mixed{0};
