@@ -27,8 +27,9 @@ public:
 
     /// Waits for the next entry, without limit, and makes its object on the calling thread, to which `env` belongs: a
     /// local reference. Null when the queue is shut down in the meantime, which wins over entries that wait; null with
-    /// Java's exception pending if the object could not be made. Throws `NorqIllegalStateException` if the queue was
-    /// shut down before the call.
+    /// Java's exception pending if the object could not be made. The entry is gone then; so it is with a null
+    /// environment, out of which a change makes null. Throws `NorqIllegalStateException` if the queue was shut down
+    /// before the call.
     jobject dequeue(JNIEnv* env);
 
     /// Ends every wait in `dequeue` and drops what is queued. A second call does nothing.

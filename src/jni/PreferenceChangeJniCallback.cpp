@@ -28,6 +28,8 @@ PreferenceChangeJniCallback::PreferenceChangeJniCallback(int rootHandle, const W
 jobject PreferenceChangeJniCallback::createJniObject(JNIEnv* env) {
     NORQ_LOG_FUNCTION_CALL_TEXT(u"norq_std::PreferenceChangeJniCallback::createJniObject", u"Begin. JNI Env <%p>.",
                                 static_cast<void*>(env));
+    if (env == nullptr)
+        return nullptr;
     const LocalReference<jclass> type(*env, env->FindClass("com/vantrell/util/prefs/PreferenceChangeCallback"));
     if (!type)
         return nullptr;

@@ -9,6 +9,7 @@
 #include "jni/JNIExceptionLogger.h"
 #include "jni/JniUtils.h"
 #include "jni/NorqJNIException.h"
+#include "jni/PreferenceChangeJniCallback.h"
 #include "prefs/MemoryPreferences.h"
 #include "prefs/PreferencesFactory.h"
 #include "support/DebugCapture.h"
@@ -199,6 +200,7 @@ TEST(JniUtilsTest, ANullEnvironmentIsNotTouched) {
     EXPECT_EQ(getJniString(nullptr, nullptr), u"");
     EXPECT_EQ(newJniStringArray(nullptr, {u"a"}), nullptr);
     setBoolean(nullptr, nullptr, true);
+    EXPECT_EQ(PreferenceChangeJniCallback(1, u"p", u"k", u"v").createJniObject(nullptr), nullptr);
     JVM::JNIEnvDetachDeleter()(nullptr);
     const DebugCapture log;
     NorqJNIException::throwIfPresent();
