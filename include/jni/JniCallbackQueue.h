@@ -8,6 +8,10 @@
 #include <deque>
 #include <memory>
 
+namespace norq_std_internal {
+class CallbackPoll;
+}
+
 namespace norq_std {
 
 class Lock;
@@ -37,6 +41,7 @@ public:
 
 private:
     friend class Singleton<JniCallbackQueue>;
+    friend class norq_std_internal::CallbackPoll; // which tells the end from a failure
 
     JniCallbackQueue();
 

@@ -25,6 +25,15 @@ using namespace norq_std_internal;
 #define NATIVE_METHOD(name) Java_com_vantrell_util_prefs_RegistryPreferencesJni_##name
 #define NATIVE_NAME(name) u"Java_com_vantrell_util_prefs_RegistryPreferencesJni_" name
 
+namespace norq_std_internal {
+
+class CallbackPoll {
+public:
+    static bool hasEnded() { return JniCallbackQueue::getInstance().isShutdown(); }
+};
+
+} // namespace norq_std_internal
+
 namespace {
 
 /// Java's whole numbers have a sign, which a root is not to get.
@@ -221,6 +230,8 @@ NORQSTD_EXPORT jobject JNICALL NATIVE_METHOD(getJniCallbackData)(JNIEnv* env, jo
             try {
                 return JniCallbackQueue::getInstance().dequeue(env);
             } catch (const NorqIllegalStateException&) {
+                if (!CallbackPoll::hasEnded())
+                    throw;
                 return nullptr;
             }
         },

@@ -3,6 +3,7 @@
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
 #include "jni/JNIExceptionLogger.h"
+#include "jni/JniCallbackQueue.h"
 #include "jni/JniUtils.h"
 #include "jni/NorqJNIException.h"
 #include "support/DebugCapture.h"
@@ -15,6 +16,8 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
+
+extern "C" jobject Java_com_vantrell_util_prefs_RegistryPreferencesJni_getJniCallbackData(JNIEnv*, jobject);
 
 namespace {
 
@@ -142,6 +145,21 @@ TEST_F(MachineTest, ALoggedExceptionIsClearedWhetherOrNotItIsLogged) {
     EXPECT_EQ(log.count(u"JNI Exception: java.lang.Exception: two"), 1u);
     EXPECT_EQ(log.lines().size(), 1u);
     EXPECT_TRUE(JNIExceptionLogger::getInstance().isInitialized());
+}
+
+TEST_F(MachineTest, AFailedChangeIsNotTakenForTheEnd) {
+    const auto poll = [&] {
+        return Java_com_vantrell_util_prefs_RegistryPreferencesJni_getJniCallbackData(env.get(), nullptr);
+    };
+    struct Failing : IJniCallback {
+        jobject createJniObject(JNIEnv*) override { throw NorqIllegalStateException(u"failed"); }
+    };
+    JniCallbackQueue::getInstance().enqueue(std::make_shared<Failing>());
+    EXPECT_EQ(poll(), nullptr);
+    EXPECT_EQ(pendingText(), u"java.lang.IllegalStateException: failed");
+    JniCallbackQueue::getInstance().shutdown();
+    EXPECT_EQ(poll(), nullptr);
+    EXPECT_EQ(pendingText(), u"");
 }
 
 jint attachment() {
