@@ -144,11 +144,14 @@ void JVM::create(const File& file, const std::vector<WString>& options) {
     arguments.ignoreUnrecognized = JNI_TRUE;
     // The machine's handlers have to come first, and a thread that it runs on keeps its stack as it wants it.
     platform::installFaultHandlers();
+    platform::setVirtualMachine(reinterpret_cast<const void*>(createJavaVM)); // from its first thread on
     platform::giveUpStackReserve();
     JavaVM* machine = nullptr;
     void* created = nullptr;
-    if (const jint result = createJavaVM(&machine, &created, &arguments); result < 0)
+    if (const jint result = createJavaVM(&machine, &created, &arguments); result < 0) {
+        platform::setVirtualMachine(nullptr);
         throw NorqIOException(u"Unable to create Java Virtual Machine.", result);
+    }
     env = static_cast<JNIEnv*>(created);
     tellFaults(*machine);
     vm.store(machine, std::memory_order_release);

@@ -57,7 +57,7 @@ bool installFaultHandlers();
 
 /// The module of this code is a virtual machine, which lives by faults of its own and keeps the ends of the stacks of
 /// its threads. Faults inside it are never translated, no reserve is set aside on a stack from now on, and handlers of
-/// its that stand already are not replaced.
+/// its that stand already are not replaced. Null: there is none after all.
 void setVirtualMachine(const void* code);
 
 /// Gives back what is set aside at the end of the calling thread's stack, before a virtual machine sets up its own.

@@ -3,8 +3,11 @@
 #include "base/UtfUtils.h"
 #include "exception/NorqException.h"
 #include "file/File.h"
+#include "support/Files.h"
 
 #include <gtest/gtest.h>
+
+#include <dlfcn.h>
 
 namespace {
 
@@ -25,6 +28,29 @@ TEST(MachineFaults, MachineThenHandlers) {
     startMachine();
     EXPECT_EQ(faultsOnServedThread(true), "good");
     EXPECT_EQ(faultsOnServedThread(false), "good");
+}
+
+TEST(MachineFaults, OfAMachineThatIsBeingCreatedAreItsOwn) {
+    enum Outcome { Translated = 10, Refused, GoneOn };
+    const auto attempt = [](const std::vector<WString>& options) {
+        NorqException::installHandler();
+        try {
+            JVM::loadJVM(File(UtfUtils::utf8ToUtf16(FAKE_MACHINE)), options);
+        } catch (const NorqAccessException&) {
+            return Translated;
+        } catch (const NorqIOException&) {
+            return Refused;
+        }
+        return GoneOn;
+    };
+    const int status = inChild([&] { return attempt({u"-Xfault"}); });
+    EXPECT_TRUE(status < Translated) << status;
+
+    EXPECT_EQ(attempt({}), Refused);
+    void* const fake = dlopen(FAKE_MACHINE, RTLD_NOW);
+    EXPECT_THROW(reinterpret_cast<void (*)()>(dlsym(fake, "fakeMachineFault"))(), NorqAccessException)
+        << "it is no machine";
+    dlclose(fake);
 }
 
 } // namespace
