@@ -4,6 +4,7 @@
 #include "base/StaticLog.h"
 #include "exception/NorqException.h"
 #include "jni/JniUtils.h"
+#include "jni/LocalReference.h"
 
 using namespace norq_std;
 
@@ -22,13 +23,7 @@ WString readText(JNIEnv* env, jstring argument, const WChar* messageIfEmpty) {
     return text;
 }
 
-} // namespace
-
-WString readParentKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Parent key is empty."); }
-
-WString readKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Key is empty."); }
-
-void throwToJava(JNIEnv* env, const WChar* function) {
+void throwInKind(JNIEnv* env, const WChar* function) {
     try {
         throw;
     } catch (const EmptyArgument& failure) {
@@ -51,6 +46,25 @@ void throwToJava(JNIEnv* env, const WChar* function) {
     } catch (...) {
         throwRuntimeException(env, u"Unknown error encountered.", false);
         logThrown(function, u"RuntimeException thrown.");
+    }
+}
+
+} // namespace
+
+WString readParentKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Parent key is empty."); }
+
+WString readKey(JNIEnv* env, jstring argument) { return readText(env, argument, u"Key is empty."); }
+
+void throwToJava(JNIEnv* env, const WChar* function) {
+    try {
+        throwInKind(env, function);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) { // for want of memory
+        if (env->ExceptionCheck() != JNI_FALSE)
+            return;
+        if (const LocalReference<jclass> type(*env, env->FindClass("java/lang/RuntimeException")); type)
+            env->ThrowNew(type.get(), "Unknown error encountered.");
     }
 }
 

@@ -20,6 +20,9 @@
 
 #include <dlfcn.h>
 #include <jni.h>
+#include <new>
+
+extern "C" void Java_com_vantrell_util_prefs_RegistryPreferencesJni_deleteKey(JNIEnv*, jobject, jint, jstring);
 
 namespace {
 
@@ -208,6 +211,29 @@ TEST(JniUtilsTest, ANullEnvironmentIsNotTouched) {
     EXPECT_EQ(log.count(u"JVM is NULL. Returning."), 1u);
     EXPECT_EQ(log.lines().size(), 1u);
     EXPECT_EQ(NorqJNIException(static_cast<jthrowable>(nullptr)).getMessage(), u"");
+}
+
+std::string thrownToJava;
+int failuresToCome = 0;
+
+TEST(NativeCallTest, WantOfMemoryPassesIntoNoJavaFrame) {
+    JNINativeInterface_ functions = {};
+    functions.ExceptionCheck = [](JNIEnv*) -> jboolean { return JNI_FALSE; };
+    functions.DeleteLocalRef = [](JNIEnv*, jobject) {};
+    functions.FindClass = [](JNIEnv*, const char* name) -> jclass {
+        if (failuresToCome-- > 0)
+            throw std::bad_alloc();
+        thrownToJava = name;
+        return reinterpret_cast<jclass>(&failuresToCome);
+    };
+    functions.ThrowNew = [](JNIEnv*, jclass, const char* text) -> jint {
+        thrownToJava += std::string(": ") + text;
+        return JNI_OK;
+    };
+    JNIEnv env{&functions};
+    failuresToCome = 1;
+    Java_com_vantrell_util_prefs_RegistryPreferencesJni_deleteKey(&env, nullptr, 0, nullptr);
+    EXPECT_EQ(thrownToJava, "java/lang/RuntimeException: Unknown error encountered.");
 }
 
 } // namespace
