@@ -27,9 +27,9 @@ struct Shown {
     int status = -1;
 };
 
-/// Runs `body` as a process under a terminal.
+/// Runs `body` as a process under a terminal, which takes nothing until the file `ready`, if one is given, can be read.
 template <class Body>
-Shown underTerminal(const Body& body) {
+Shown underTerminal(const Body& body, int ready = -1) {
     Shown shown;
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
@@ -39,6 +39,9 @@ Shown underTerminal(const Body& body) {
         settings.c_oflag &= ~static_cast<tcflag_t>(OPOST); // bytes as they are sent
         tcsetattr(0, TCSANOW, &settings);
         _exit(body());
+    }
+    if (pollfd waited{ready, POLLIN, 0}; ready >= 0) {
+        EXPECT_EQ(poll(&waited, 1, norqstd_test::longLimitMillis()), 1);
     }
     char buffer[4096];
     for (pollfd waited{terminal, POLLIN, 0}; poll(&waited, 1, norqstd_test::longLimitMillis()) > 0;) {
@@ -123,6 +126,23 @@ TEST(ConsoleTitleTest, HeldOutputAndTheBackgroundKeepNobody) {
     });
     EXPECT_EQ(shown.status, 0);
     EXPECT_TRUE(shown.text.starts_with("\x1b]2;job\a") && shown.text.ends_with("\x1b]2;shown\a")) << shown.text;
+}
+
+TEST(ConsoleTitleTest, WhatWasLeftHalfWrittenIsEndedBeforeTheNext) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const Shown shown = underTerminal(
+        [&] {
+            const bool cut = setConsoleTitle(std::u16string(1'000'000, u'x')) == 0 && lastError() == TimedOut;
+            const bool told = write(ready[1], "", 1) == 1;
+            return firstWrong({cut, told, setConsoleTitle(u"next") != 0, setConsoleTitle(u"last") != 0});
+        },
+        ready[0]);
+    close(ready[0]);
+    close(ready[1]);
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_TRUE(shown.text.starts_with("\x1b]2;x"));
+    EXPECT_EQ(shown.text.substr(shown.text.find_first_not_of('x', 4)), "\a\x1b]2;next\a\x1b]2;last\a");
 }
 
 #ifdef TITLES_PROGRAM

@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
+#include <utility>
 
 namespace norq_std_internal::platform {
 namespace {
@@ -24,6 +25,7 @@ constexpr std::chrono::milliseconds WriteLimit(1000);
 struct Title {
     std::mutex mutex; // held while it is written too, so that two titles do not mix on the line
     std::u16string text;
+    bool isHalfWritten = false; // the terminal takes all that comes for the title until its sequence is ended
 };
 
 Title& title() {
@@ -50,7 +52,8 @@ private:
     sigset_t before{};
 };
 
-bool write(int terminal, std::string_view bytes) {
+/// Takes away what was written, all of it unless it fails.
+bool write(int terminal, std::string_view& bytes) {
     const BackgroundOutputAllowed allowed;
     const Clock::time_point end = Clock::now() + WriteLimit;
     while (!bytes.empty()) {
@@ -73,12 +76,24 @@ bool write(int terminal, std::string_view bytes) {
     return true;
 }
 
+constexpr char EndOfSequence = '\a';
+
 /// Operating System Command 2. A control character would end it, and what follows would be commands.
 std::string sequenceOf(std::u16string_view text) {
     std::u16string plain(text);
     std::replace_if(
         plain.begin(), plain.end(), [](char16_t unit) { return unit < 0x20 || (unit >= 0x7f && unit < 0xa0); }, u' ');
-    return "\x1b]2;" + toUtf8(plain) + "\a";
+    return "\x1b]2;" + toUtf8(plain) + EndOfSequence;
+}
+
+bool show(Title& shared, int terminal, std::string sequence) {
+    if (shared.isHalfWritten)
+        sequence.insert(sequence.begin(), EndOfSequence);
+    std::string_view left = sequence;
+    const bool shown = write(terminal, left);
+    if (left.size() < sequence.size())
+        shared.isHalfWritten = !shown;
+    return shown;
 }
 
 bool isHighSurrogate(char16_t unit) { return (unit & 0xfc00) == 0xd800; }
@@ -86,12 +101,12 @@ bool isHighSurrogate(char16_t unit) { return (unit & 0xfc00) == 0xd800; }
 } // namespace
 
 std::int32_t setConsoleTitle(std::u16string_view text) {
-    const std::string sequence = sequenceOf(text);
+    std::string sequence = sequenceOf(text);
     std::u16string kept(text);
     Title& shared = title();
     const std::lock_guard guard(shared.mutex);
     const Descriptor terminal = openTerminal();
-    if (!terminal.valid() || !write(terminal.get(), sequence)) {
+    if (!terminal.valid() || !show(shared, terminal.get(), std::move(sequence))) {
         setLastErrorFromNative();
         return 0;
     }
