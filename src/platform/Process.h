@@ -34,7 +34,8 @@ struct ProcessStart {
 ///
 /// It stands for this one process, also when the id is given to another one later. A child that was started here is
 /// reaped as soon as its exit code is asked for behind its end; one whose handle is destroyed before is reaped in the
-/// background. Any thread may call any operation; a call that answers false has failed and leaves the last error.
+/// background. A forked copy of this process may look at the child and does not reap it. Any thread may call any
+/// operation; a call that answers false has failed and leaves the last error.
 class NORQSTD_EXPORT ProcessHandle final : public WaitObject {
 public:
     enum class Right : std::uint8_t { Read, Terminate };
@@ -75,11 +76,12 @@ private:
     ProcessHandle();
 
     bool adoptChild(std::uint32_t id);
+    bool isChild() const noexcept;
     bool readExitCode(std::int32_t& code);
     bool isGone();
 
     std::uint32_t processId = 0;
-    bool child = false; ///< started here, to be reaped here
+    std::uint32_t starter = 0; ///< the process that started it, which is to reap it; none if it was opened
     std::unique_ptr<Source> waitSource;
     std::mutex mutex;   // guards what follows, and that the process is not reaped while it is called by its id
     bool known = false; ///< the exit code; a child is reaped then

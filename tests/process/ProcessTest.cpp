@@ -160,6 +160,31 @@ TEST_F(ProcessTest, AChildWithoutItsObjectIsReapedAtItsEnd) {
     EXPECT_TRUE(eventually([] { return noneIsLeft(); }));
 }
 
+#if !defined(__SANITIZE_THREAD__) // it allows no new thread in a forked copy of a process with threads
+TEST_F(ProcessTest, AForkedCopyReapsItsOwnChildrenAndNoOthers) {
+    using norq_std_internal::platform::ProcessHandle;
+    const auto sleeper = [] { return ProcessHandle::start({u"/bin/sleep", {u"1000"}, {}}); };
+    const auto leave = [](std::shared_ptr<ProcessHandle> child) {
+        const auto id = static_cast<pid_t>(child->id());
+        child.reset();
+        return id;
+    };
+    const pid_t left = leave(sleeper()); // so that there is a reaper at work
+    std::shared_ptr<ProcessHandle> kept = sleeper();
+    EXPECT_EQ(inChild([&] {
+                  leave(std::move(kept));
+                  kill(leave(sleeper()), SIGKILL);
+                  return eventually([] { return noneIsLeft(); }) ? 0 : 1;
+              }),
+              0);
+    std::int32_t code = 0;
+    EXPECT_TRUE(kept->exitCode(code));
+    EXPECT_EQ(code, norq_std_internal::platform::StillActive);
+    for (const pid_t child : {left, leave(std::move(kept))})
+        kill(child, SIGKILL);
+}
+#endif
+
 TEST_F(ProcessTest, ThreadsStartAndLeaveChildrenAtOnce) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)

@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/wait.h>
 
@@ -37,6 +38,22 @@ private:
 OrphanReaper& OrphanReaper::instance() {
     static OrphanReaper& reaper = *new OrphanReaper;
     return reaper;
+}
+
+OrphanReaper::OrphanReaper() { ::pthread_atfork(beforeFork, afterForkInParent, afterForkInChild); }
+
+void OrphanReaper::beforeFork() { instance().mutex.lock(); }
+
+void OrphanReaper::afterForkInParent() { instance().mutex.unlock(); }
+
+/// The thread, the children and what the set holds are the parent's. Whatever this process put into the set, the parent
+/// would take for a number of its own.
+void OrphanReaper::afterForkInChild() {
+    OrphanReaper& reaper = instance();
+    reaper.late.clear();
+    reaper.epoll = Descriptor();
+    reaper.watched = 0;
+    reaper.mutex.unlock();
 }
 
 void OrphanReaper::adopt(Descriptor child) noexcept {

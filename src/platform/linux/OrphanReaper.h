@@ -8,7 +8,8 @@
 
 namespace norq_std_internal::platform {
 
-/// Reaps children that nobody waits for any more, each by its pidfd. Its thread lives while there are any.
+/// Reaps children that nobody waits for any more, each by its pidfd. Its thread lives while there are any. A forked
+/// copy of the process begins with none.
 class OrphanReaper {
 public:
     static OrphanReaper& instance();
@@ -17,6 +18,12 @@ public:
     void adopt(Descriptor child) noexcept;
 
 private:
+    OrphanReaper();
+
+    static void beforeFork();
+    static void afterForkInParent();
+    static void afterForkInChild();
+
     bool watch(Descriptor& child);
     bool startThread();
     void run() noexcept;

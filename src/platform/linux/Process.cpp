@@ -161,7 +161,7 @@ ProcessHandle::ProcessHandle()
     : waitSource(std::make_unique<Source>()) {}
 
 ProcessHandle::~ProcessHandle() {
-    if (!child)
+    if (!isChild())
         return;
     const CancellationShield shield;
     Children::instance().removeGone(processId);
@@ -196,7 +196,7 @@ std::shared_ptr<ProcessHandle> ProcessHandle::start(const ProcessStart& what) {
 bool ProcessHandle::adoptChild(std::uint32_t id) {
     const auto native = static_cast<pid_t>(id);
     processId = id;
-    child = true;
+    starter = currentProcessId();
     Descriptor opened(::pidfd_open(native, 0));
     siginfo_t ignored{};
     if (!opened.valid() && errno != ESRCH) {
@@ -210,6 +210,8 @@ bool ProcessHandle::adoptChild(std::uint32_t id) {
         waitSource->descriptor = std::move(opened);
     return true;
 }
+
+bool ProcessHandle::isChild() const noexcept { return starter != 0 && starter == currentProcessId(); }
 
 std::shared_ptr<ProcessHandle> ProcessHandle::open(std::uint32_t id, Right right) {
     if (std::shared_ptr<ProcessHandle> own = Children::instance().find(id))
@@ -259,7 +261,7 @@ bool ProcessHandle::readExitCode(std::int32_t& code) {
     if (!known) {
         ExitInfo info;
         const int descriptor = waitSource->descriptor.get();
-        const bool told = waitForExit(descriptor, child, info) || askForExit(descriptor, info);
+        const bool told = waitForExit(descriptor, isChild(), info) || askForExit(descriptor, info);
         if (!told && !terminated) {
             setLastErrorFromNative();
             return false;
