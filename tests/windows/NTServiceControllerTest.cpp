@@ -189,6 +189,25 @@ TEST_F(NTServiceControllerTest, AStopWhileTheServiceStartsIsAnsweredWithNothing)
     EXPECT_EQ(std::vector<WString>{u"stop"}, run.service.taken());
 }
 
+TEST_F(NTServiceControllerTest, AStopOfAForkedCopyStopsTheCopyAlone) {
+    Running run(socketPath());
+    run.start();
+    EXPECT_EQ("Starting Running ", run.states(2));
+    const pid_t copy = fork();
+    if (copy == 0) {
+        alarm(static_cast<unsigned>(longLimitMillis() / 1000)); // nothing is left if it lives on
+        for (;;)
+            pause();
+    }
+    EXPECT_EQ(0, kill(copy, SIGTERM));
+    int status = 0;
+    EXPECT_EQ(copy, waitpid(copy, &status, 0));
+    EXPECT_EQ(SIGTERM, WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+    EXPECT_EQ("", run.listener.next(std::chrono::milliseconds(0)));
+    EXPECT_EQ(0, kill(getpid(), SIGTERM));
+    run.ended.get();
+}
+
 TEST_F(NTServiceControllerTest, FailuresOfTheStartReachTheCallerAndTheManager) {
     Running run(socketPath());
     run.service.atStart = [] { throw NorqRuntimeException(u"no start", 5); };

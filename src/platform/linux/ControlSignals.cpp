@@ -20,7 +20,14 @@ namespace {
 constexpr std::uint32_t NoControl = 0;
 constexpr std::uint32_t LargestControl = 255;
 
+struct Installed {
+    int signal = 0;
+    struct sigaction before {};
+};
+
 constinit std::atomic<int> target{-1};
+constinit std::atomic<pid_t> owner{0};
+constinit std::array<Installed, ControlSignals::Count> installed{}; ///< read by a handler in a forked copy alone
 
 std::array<int, ControlSignals::Count> controlSignals() {
     return {SIGTERM,      SIGHUP,       SIGRTMIN + 1, // with the code as its value
@@ -45,8 +52,20 @@ void put(int descriptor, std::uint32_t control) {
     errno = error;
 }
 
+/// The signal is blocked here, so it comes again when the handler returns.
+void actAsBefore(int signal) {
+    const int error = errno;
+    for (const Installed& each : installed)
+        if (each.signal == signal)
+            ::sigaction(signal, &each.before, nullptr);
+    ::raise(signal);
+    errno = error;
+}
+
 void onSignal(int signal, siginfo_t* info, void*) {
-    if (const std::uint32_t control = controlOf(signal, *info); control != NoControl)
+    if (owner.load(std::memory_order_relaxed) != ::getpid())
+        actAsBefore(signal);
+    else if (const std::uint32_t control = controlOf(signal, *info); control != NoControl)
         put(target.load(std::memory_order_relaxed), control);
 }
 
@@ -59,6 +78,7 @@ ControlSignals::ControlSignals() {
     reading = Descriptor(ends[0]);
     writing = Descriptor(ends[1]);
     target = writing.get();
+    owner = ::getpid();
 
     struct sigaction action {};
     action.sa_sigaction = &onSignal;

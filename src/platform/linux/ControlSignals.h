@@ -11,7 +11,7 @@
 namespace norq_std_internal::platform {
 
 /// Takes the signals that are controls of a service, until they are given back: then what stood there before is there
-/// again. One at a time.
+/// again. One at a time. In a forked copy of the process it is as if they had been given back.
 class ControlSignals {
 public:
     ControlSignals();
@@ -32,14 +32,8 @@ public:
     static constexpr std::size_t Count = 7;
 
 private:
-    struct Installed {
-        int signal = 0;
-        struct sigaction before {};
-    };
-
     Descriptor reading;
     Descriptor writing;
-    std::array<Installed, Count> installed{};
     sigset_t maskBefore{};
     bool held = false;
 };
