@@ -150,6 +150,7 @@ private:
     void CloseHandles();
     Worker GetWorker() const;
     void SignalStop();
+    int CallOnInit();
     void HandleControl(std::uint32_t control);
     void HandleStop();
     void HandlePause();

@@ -19,10 +19,13 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <mutex>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include <cxxabi.h>
 
 namespace NorqStd {
 
@@ -292,11 +295,32 @@ void SNTServiceBase::CloseHandles() {
     stopEvent = nullptr;
 }
 
+int SNTServiceBase::CallOnInit() {
+    std::int32_t error = platform::ExceptionInService;
+    try {
+        const int result = OnInit();
+        win32ExitCode = static_cast<std::uint32_t>(norq_std::ErrorUtils::getLastError());
+        return result;
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (const norq_std::NorqException& failure) {
+        if (failure.getErrNum() != 0)
+            error = failure.getErrNum();
+        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::Initialize", u"OnInit threw an exception: %ls",
+                 failure.getMessage());
+    } catch (const std::exception& failure) {
+        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::Initialize", u"OnInit threw an exception: %hs", failure.what());
+    } catch (...) {
+        NORQ_LOG(norq_std::DEBUG, u"SNTServiceBase::Initialize", u"OnInit threw an exception.");
+    }
+    win32ExitCode = static_cast<std::uint32_t>(error);
+    return 0;
+}
+
 int SNTServiceBase::Initialize() {
     NORQ_LOG_FUNCTION_CALL(u"SNTServiceBase::Initialize");
     SetStatus(norq_std::SERVICE_START_PENDING);
-    const int result = OnInit();
-    win32ExitCode = static_cast<std::uint32_t>(norq_std::ErrorUtils::getLastError());
+    const int result = CallOnInit();
     checkPoint = 0;
     waitHint = 0;
     if (result == 0) {

@@ -191,4 +191,13 @@ TEST_F(SNTServiceBaseTest, AStartThatIsRefusedStopsAtOnce) {
     EXPECT_NE(std::string::npos, sample.log().find("The initialization process failed"));
 }
 
+TEST_F(SNTServiceBaseTest, AStartThatThrowsIsToldAsAFailure) {
+    NotifyListener listener((folder() / "notify").string());
+    RunningSample sample(folder(), {{"NOTIFY_SOCKET", listener.name}, {"SAMPLE", "throws"}});
+    EXPECT_EQ(0, sample.end()) << "an exception left the service";
+    EXPECT_EQ("STATUS=Starting", listener.next());
+    EXPECT_EQ("STATUS=Stopped\nSTOPPING=1\nERRNO=13", listener.next());
+    EXPECT_NE(std::string::npos, sample.log().find("The initialization process failed"));
+}
+
 } // namespace

@@ -85,6 +85,8 @@ public:
                          norq_std::WString(u"dbus\0+network-online\0\0", 22), 0x10, 0x7) {}
     int OnInit() override {
         say("OnInit");
+        if (is("throws"))
+            throw norq_std::NorqRuntimeException(u"no init", 5);
         return is("refused") ? 0 : 1;
     }
     void OnStop() override {
@@ -115,7 +117,7 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1 || is("legacy") || is("refused")) {
+    if (argc > 1 || is("legacy") || is("refused") || is("throws")) {
         LegacySample service;
         if (service.ParseStandardArgs(argc, argv) != 0)
             return 0;
