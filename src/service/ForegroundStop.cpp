@@ -28,7 +28,8 @@ constexpr int StopSignals[] = {SIGINT, SIGTERM, norq_std::SIGBREAK};
 struct Served {
     Lock lock; ///< guards the service, and is held while a signal stops it
     norq_std::AbstractService* service = nullptr;
-    std::atomic<bool> stopping{false};
+    bool stopped = false;              ///< by a signal
+    std::atomic<bool> stopping{false}; ///< a signal is on its way here, or was
 };
 
 Served& served() {
@@ -51,16 +52,29 @@ void stopService(norq_std::AbstractService& service) {
     }
 }
 
-void onStopSignal(int) {
-    Served& target = served();
-    if (target.stopping.exchange(true))
-        return;
+void onStopSignal(int signal);
+
+/// False if there is no service any more.
+bool stopServed(Served& target) {
     const AutoLock<Lock> guard(target.lock);
     if (target.service == nullptr)
-        return;
+        return false;
+    target.stopping.store(true);
+    target.stopped = true;
     if (platform::signalFunction(norq_std::SIGBREAK) == onStopSignal)
         platform::setSignalDefault(norq_std::SIGBREAK);
     stopService(*target.service);
+    return true;
+}
+
+void onStopSignal(int signal) {
+    Served& target = served();
+    if (target.stopping.exchange(true) || stopServed(target))
+        return;
+    // The service ended by itself meanwhile, so the signal is meant for what the program does now.
+    if (platform::signalFunction(signal) == onStopSignal)
+        platform::setSignalDefault(signal);
+    platform::raiseSignal(signal);
 }
 
 } // namespace
@@ -72,6 +86,7 @@ ForegroundStop::ForegroundStop(norq_std::AbstractService& service) {
     if (!first)
         return;
     target.service = &service;
+    target.stopped = false;
     target.stopping.store(false);
     for (const int signal : StopSignals)
         if ((platform::hasDefaultAction(signal) || platform::signalFunction(signal) == onStopSignal) &&
@@ -86,10 +101,9 @@ ForegroundStop::~ForegroundStop() {
     Served& target = served();
     const AutoLock<Lock> guard(target.lock);
     target.service = nullptr;
-    const bool stopped = target.stopping.load();
     for (const int signal : StopSignals) {
         // What is sent a second time must not end the process on its way out.
-        const bool stays = stopped && signal != norq_std::SIGBREAK;
+        const bool stays = target.stopped && signal != norq_std::SIGBREAK;
         if (!stays && platform::signalFunction(signal) == onStopSignal)
             platform::setSignalDefault(signal);
     }
