@@ -77,6 +77,16 @@ TEST_F(StopRequestTest, NothingIsLeftOfASignalThatNobodyWaitsFor) {
     EXPECT_FALSE(StopRequest(name).isSignaled());
 }
 
+TEST_F(StopRequestTest, ClosingLeavesAnotherEventOfItsNameAlone) {
+    const WString name = unique(u"replaced");
+    auto first = std::make_unique<StopRequest>(name);
+    std::filesystem::remove(eventFile(name)); // as a cleaning of the folder does
+    StopRequest second(name);
+    first.reset();
+    signal(name);
+    EXPECT_TRUE(comes(second));
+}
+
 TEST_F(StopRequestTest, TheEventGoesWithItsLastHolderEvenIfThatIsKilled) {
     const WString name = unique(u"killed");
     const std::string event = EncodingUtils::convertUnicodeToUtf8(name);

@@ -83,7 +83,15 @@ Descriptor lockedFolder() {
 
 /// Also of what is no event, which a redirection of a shell may have put there.
 void removeIfUnheld(int folder, const std::string& name, int fifo) {
-    if (!isFifo(fifo) || lock(fifo, LOCK_EX | LOCK_NB))
+/// A name that somebody has removed may be another event's by now.
+bool isNamed(int folder, const std::string& name, int fifo) {
+    struct stat named {};
+    struct stat opened {};
+    return ::fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && ::fstat(fifo, &opened) == 0 &&
+           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+    if (isNamed(folder, name, fifo) && (!isFifo(fifo) || lock(fifo, LOCK_EX | LOCK_NB)))
         ::unlinkat(folder, name.c_str(), 0);
 }
 
