@@ -11,14 +11,16 @@ namespace norq_std_internal::platform {
 // A call that answers false has failed, leaves the last error, and has changed nothing.
 
 struct ServiceInstallation {
-    norq_std::WString name;         ///< also the name that is shown
-    norq_std::WString dependencies; ///< what must run before, each with a zero unit behind it; `+` in front of a target
+    norq_std::WString name; ///< also the name that is shown
+    /// What must run before, each with a zero unit behind it: a service, a target with `+` in front, or a unit with its
+    /// suffix, written as the manager knows it, without white space.
+    norq_std::WString dependencies;
 };
 
 NORQSTD_EXPORT bool isServiceInstalled(const norq_std::WString& name);
 
 /// Writes a unit that starts the running program, without arguments, with the machine or the user's manager. Fails with
-/// ServiceExists if there is a unit of the name.
+/// ServiceExists if there is a unit of the name, and with InvalidName if that or a dependency cannot be one.
 NORQSTD_EXPORT bool installService(const ServiceInstallation& service);
 
 /// Removes the unit, and every link that enables it.

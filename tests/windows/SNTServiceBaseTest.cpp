@@ -11,6 +11,7 @@ using namespace norqstd_test;
 using norq_std::WChar;
 using norq_std::WString;
 using NorqStd::SNTServiceBase;
+using namespace std::string_literals;
 
 namespace {
 
@@ -139,6 +140,21 @@ TEST_F(SNTServiceBaseTest, InstallingWritesAUnitThatRemovingRemoves) {
     EXPECT_EQ(0, service.Install());
     EXPECT_EQ(0, service.IsInstalled());
     EXPECT_EQ(0, Legacy(u"").Install());
+}
+
+TEST_F(SNTServiceBaseTest, ADependencyIsOneUnitOfOneLine) {
+    for (const WString& name :
+         {u"a\n[Service]\nExecStartPre=/bin/false\n.service"s, u"a b.socket"s, u"a\x7f.target"s}) {
+        EXPECT_EQ(0, Legacy(u"odd", name + u'\0').Install());
+        EXPECT_EQ(123, norq_std::ErrorUtils::getLastError());
+    }
+    EXPECT_FALSE(std::filesystem::exists(units())) << "of what failed";
+    ASSERT_EQ(1, Legacy(u"odd", u"a\nb\0+c d\0e@f\\x2d%i\"ü.service\0"s).Install());
+    const std::string text = got(units() / "odd.service");
+    EXPECT_NE(std::string::npos, text.find("Requires=a\\x0ab.service\nAfter=a\\x0ab.service\n"
+                                           "Requires=c\\x20d.target\nAfter=c\\x20d.target\n"
+                                           "Requires=e@f\\x2d\\x25i\\x22\\xc3\\xbc.service\nAfter="))
+        << text;
 }
 
 TEST_F(SNTServiceBaseTest, CopiesAreNotTheActiveService) {

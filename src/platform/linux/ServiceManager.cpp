@@ -60,12 +60,14 @@ std::string escaped(unsigned char byte) {
     return static_cast<const char*>(text);
 }
 
-/// A name as systemd takes it: what it does not allow is escaped, as by systemd-escape(1), but for the dash.
-std::string unitName(std::string_view name, std::string_view suffix) {
+/// A name as systemd takes it: what it does not allow is escaped, as by systemd-escape(1), but for the dash and what is
+/// to be kept.
+std::string unitName(std::string_view name, std::string_view suffix, std::string_view kept = {}) {
     std::string unit;
     for (const char c : name) {
         const bool alphanumeric = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-        const bool allowed = alphanumeric || c == ':' || c == '-' || c == '_' || (c == '.' && !unit.empty());
+        const bool allowed = alphanumeric || c == ':' || c == '-' || c == '_' || (c == '.' && !unit.empty()) ||
+                             kept.find(c) != kept.npos;
         if (allowed)
             unit += c;
         else
@@ -74,30 +76,40 @@ std::string unitName(std::string_view name, std::string_view suffix) {
     return unit += suffix;
 }
 
-bool isUnitName(std::string_view name) {
+/// Empty if it is no name of a unit.
+std::string_view unitSuffix(std::string_view name) {
     for (const std::string_view suffix : {".service", ".socket", ".target", ".mount", ".path", ".timer", ".device"})
         if (name.size() > suffix.size() && name.ends_with(suffix))
-            return true;
-    return false;
+            return suffix;
+    return {};
 }
 
+bool hasSpaceOrControl(std::string_view name) {
+    return std::ranges::any_of(name, [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7f'; });
+}
+
+/// Empty if it cannot be one.
 std::string dependencyUnit(std::string_view name) {
     if (name.starts_with('+'))
         return unitName(name.substr(1), ".target");
-    if (isUnitName(name))
-        return std::string(name);
-    return unitName(name, ".service");
+    const std::string_view suffix = unitSuffix(name);
+    if (suffix.empty())
+        return unitName(name, ".service");
+    // It is written as the manager knows it: an escape in it is its own.
+    return hasSpaceOrControl(name) ? std::string()
+                                   : unitName(name.substr(0, name.size() - suffix.size()), suffix, "\\@");
 }
 
-std::vector<std::string> dependencyUnits(const WString& dependencies) {
-    std::vector<std::string> units;
+bool dependencyUnits(const WString& dependencies, std::vector<std::string>& units) {
     for (std::size_t at = 0; at < dependencies.size();) {
         const std::size_t end = std::min(dependencies.find(u'\0', at), dependencies.size());
         if (end > at)
             units.push_back(dependencyUnit(toUtf8(std::u16string_view(dependencies).substr(at, end - at))));
+        if (end > at && units.back().empty())
+            return false;
         at = end + 1;
     }
-    return units;
+    return true;
 }
 
 /// One line of text in which nothing is a specifier or a continuation.
@@ -130,9 +142,9 @@ std::string commandWord(std::string_view text) {
 
 const char* startTarget() { return isSystemScope() ? "multi-user.target" : "default.target"; }
 
-std::string unitText(const ServiceInstallation& service, const std::string& program) {
-    std::string text = "[Unit]\nDescription=" + plainValue(toUtf8(service.name)) + "\n";
-    for (const std::string& unit : dependencyUnits(service.dependencies))
+std::string unitText(const WString& name, const std::vector<std::string>& dependencies, const std::string& program) {
+    std::string text = "[Unit]\nDescription=" + plainValue(toUtf8(name)) + "\n";
+    for (const std::string& unit : dependencies)
         text.append("Requires=").append(unit).append("\nAfter=").append(unit).append("\n");
     text.append("\n[Service]\nType=notify\nExecStart=").append(commandWord(program)).append("\n");
     text.append("ExecReload=/bin/kill -HUP $MAINPID\n\n[Install]\nWantedBy=").append(startTarget()).append("\n");
@@ -246,11 +258,14 @@ bool installService(const ServiceInstallation& service) {
     std::string program;
     if (!unit.find(service.name) || !programPath(program))
         return false;
+    std::vector<std::string> dependencies;
+    if (!dependencyUnits(service.dependencies, dependencies))
+        return fails(InvalidName);
     std::error_code error;
     fs::create_directories(unit.directory, error);
     if (error)
         return failsNatively(error.value());
-    if (!createWhole(unit.file(), unitText(service, program)))
+    if (!createWhole(unit.file(), unitText(service.name, dependencies, program)))
         return false;
     if (enable(unit))
         return true;
