@@ -13,8 +13,9 @@ namespace norq_std {
 /// Any number of functions for each signal, called in the order of their addresses; one registered twice is called
 /// once.
 ///
-/// One object serves the process: signals go to the one that was constructed last. Its destruction puts the default
-/// action back for each signal that it handles, and must not meet a signal that is being handled.
+/// One object serves the process: signals go to the one that was constructed last, and to none once that is destroyed.
+/// The destruction of an object puts the default action back for each signal that it handles and the serving one does
+/// not, and must not meet a signal that is being handled.
 class NORQSTD_EXPORT SignalMultiHandler : public ISignalHandler {
 public:
     SignalMultiHandler();

@@ -21,9 +21,12 @@ SignalMultiHandler::SignalMultiHandler()
 SignalMultiHandler::~SignalMultiHandler() {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::SignalMultiHandler::~SignalMultiHandler");
     SignalMultiHandler* expected = this;
-    if (instance.load(std::memory_order_acquire) == this)
-        SignalMultiHandler::deregisterAllSignalHandlers();
     instance.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel);
+    const SignalMultiHandler* const other = instance.load(std::memory_order_acquire);
+    const Handlers registered = *handlers.load(std::memory_order_relaxed);
+    for (const auto& [signal, functions] : registered)
+        if (other == nullptr || !other->handlers.load(std::memory_order_acquire)->contains(signal))
+            SignalMultiHandler::useDefaultSignalHandler(signal);
 }
 
 WString SignalMultiHandler::toString() const { return u"SignalMultiHandler{}"; }
@@ -43,12 +46,19 @@ void SignalMultiHandler::useDefaultSignalHandler(int signal) {
 void SignalMultiHandler::registerSignalHandler(int signal, void (*handler)(int)) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::SignalMultiHandler::registerSignalHandler");
     SignalActions::checkHandler(signal, handler);
-    Handlers changed = *handlers.load(std::memory_order_relaxed);
+    const Handlers* const before = handlers.load(std::memory_order_relaxed);
+    Handlers changed = *before;
     const bool first = !changed.contains(signal);
     changed[signal].insert(handler);
-    if (first)
-        SignalActions::call(signal, signalHandler);
     publish(std::move(changed));
+    if (!first)
+        return;
+    try {
+        SignalActions::call(signal, signalHandler);
+    } catch (...) {
+        handlers.store(before, std::memory_order_release);
+        throw;
+    }
 }
 
 void SignalMultiHandler::deregisterSignalHandler(int signal, void (*handler)(int)) {

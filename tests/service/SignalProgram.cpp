@@ -108,6 +108,12 @@ void forkAndKill() {
     report("status ", status);
 }
 
+void registerInOneThatOutlivesTheServing(int signal) {
+    SignalMultiHandler first;
+    first.registerSignalHandler(signal, onSignal);
+    const SignalMultiHandler serving;
+}
+
 void fault(bool translated) {
     int* volatile nowhere = nullptr;
     if (!translated)
@@ -163,6 +169,8 @@ private:
             handler().deregisterSignalHandler(number(), onSignal);
         else if (name == "ignore")
             handler().ignoreSignal(number());
+        else if (name == "multi-outlives")
+            registerInOneThatOutlivesTheServing(number());
         else if (name == "all-default")
             handler().deregisterAllSignalHandlers();
         else if (name == "translate-faults")

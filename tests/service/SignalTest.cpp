@@ -196,6 +196,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"EachOfManyHandlersIsCalledOnce",
             "multi register 15 register 15 raise 15 register-too 10 deregister 10 raise 10 deregister 15 raise 15", "",
             "here 15,too 10", "signal 15"},
+        Row{"ManyHandlersGoWithTheirObject", "multi-outlives 15 raise 15", "", "", "signal 15"},
         Row{"ManyHandlersGoAtOnce", "multi register 15 register 2 ignore 2 raise 2 all-default raise 2", "", ""}),
     nameOf);
 
