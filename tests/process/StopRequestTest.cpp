@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace norqstd_test {
 namespace {
 
@@ -85,6 +87,18 @@ TEST_F(StopRequestTest, ClosingLeavesAnotherEventOfItsNameAlone) {
     first.reset();
     signal(name);
     EXPECT_TRUE(comes(second));
+}
+
+TEST_F(StopRequestTest, OpeningWhatIsThereLooksAtNoOther) {
+    const StopRequest held(unique(u"held"));
+    const WString stale = unique(u"stale");
+    EXPECT_TRUE(eventually([&] {                // other processes may create one meanwhile
+        mkfifo(eventFile(stale).c_str(), 0600); // as a killed holder leaves it
+        const StopRequest again(unique(u"held"));
+        return isLeft(stale);
+    }));
+    const StopRequest created(unique(u"created"));
+    EXPECT_FALSE(isLeft(stale));
 }
 
 TEST_F(StopRequestTest, TheEventGoesWithItsLastHolderEvenIfThatIsKilled) {

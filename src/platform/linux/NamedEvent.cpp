@@ -23,14 +23,16 @@
 // opening never blocks, and writing never raises a signal.
 //
 // What is left behind by a killed holder is a name without a state. A holder keeps a shared lock on the FIFO; who gets
-// the exclusive one knows that nobody holds it. The last one that closes removes the name, and who opens any event
-// removes all names that nobody holds. All of that happens under the lock of the folder.
+// the exclusive one knows that nobody holds it. The last one that closes removes the name, and who creates an event
+// removes names that nobody holds: a number of them, so that the cost does not grow with the events of others. All of
+// that happens under the lock of the folder.
 
 namespace norq_std_internal::platform {
 
 namespace {
 
 constexpr int FifoFlags = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+constexpr int MostSwept = 64;
 constexpr std::string_view Digits = "0123456789ABCDEF";
 
 /// The name as a file name: UTF-8, with "%xx" for what a file name cannot hold or a person could not type.
@@ -81,8 +83,6 @@ Descriptor lockedFolder() {
     return lock(folder.get(), LOCK_EX) ? std::move(folder) : Descriptor();
 }
 
-/// Also of what is no event, which a redirection of a shell may have put there.
-void removeIfUnheld(int folder, const std::string& name, int fifo) {
 /// A name that somebody has removed may be another event's by now.
 bool isNamed(int folder, const std::string& name, int fifo) {
     struct stat named {};
@@ -91,6 +91,8 @@ bool isNamed(int folder, const std::string& name, int fifo) {
            named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
+/// Also of what is no event, which a redirection of a shell may have put there.
+void removeIfUnheld(int folder, const std::string& name, int fifo) {
     if (isNamed(folder, name, fifo) && (!isFifo(fifo) || lock(fifo, LOCK_EX | LOCK_NB)))
         ::unlinkat(folder, name.c_str(), 0);
 }
@@ -98,18 +100,27 @@ bool isNamed(int folder, const std::string& name, int fifo) {
 void sweep(int folder) {
     std::error_code error;
     std::filesystem::directory_iterator entry("/proc/self/fd/" + std::to_string(folder), error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    for (int left = MostSwept; left > 0 && !error && entry != std::filesystem::directory_iterator(); --left) {
         const std::string name = entry->path().filename().string();
         const Descriptor fifo(::openat(folder, name.c_str(), FifoFlags));
         if (fifo.valid())
             removeIfUnheld(folder, name, fifo.get());
+        entry.increment(error);
     }
 }
 
 Descriptor openHeld(int folder, const std::string& name) {
-    if (::mkfifoat(folder, name.c_str(), 0600) != 0 && errno != EEXIST)
-        return {};
     Descriptor fifo(::openat(folder, name.c_str(), FifoFlags));
+    if (fifo.valid() && !isFifo(fifo.get())) {
+        removeIfUnheld(folder, name, fifo.get());
+        fifo = Descriptor();
+    }
+    if (!fifo.valid()) {
+        sweep(folder);
+        if (::mkfifoat(folder, name.c_str(), 0600) != 0 && errno != EEXIST)
+            return {};
+        fifo = Descriptor(::openat(folder, name.c_str(), FifoFlags));
+    }
     return fifo.valid() && lock(fifo.get(), LOCK_SH | LOCK_NB) ? std::move(fifo) : Descriptor();
 }
 
@@ -155,7 +166,6 @@ std::unique_ptr<NamedEvent> NamedEvent::open(std::u16string_view name) {
         return nullptr;
     Descriptor fifo;
     if (const Descriptor folder = lockedFolder(); folder.valid()) {
-        sweep(folder.get());
         fifo = openHeld(folder.get(), fileName);
     }
     if (!fifo.valid()) {
