@@ -145,8 +145,9 @@ TEST(JVMLoadTest, OptionsReachTheMachineAndItsRefusalComesBack) {
     ASSERT_NE(JVM::getInstance(), nullptr);
     EXPECT_EQ(JVM::getInstance()->getEnv(), nullptr);
     NorqJNIException::throwIfPresent();
-    EXPECT_EQ(failureOf<NorqIllegalArgumentException>([] { JVM::loadJVM(u"1", {}); }),
-              failureOf<NorqIllegalArgumentException>([] { JVM::loadJVM(File(wide(FAKE_MACHINE)), {}); }));
+    const char* const second = "Instance value is not NULL.";
+    EXPECT_EQ(failureOf<NorqIllegalArgumentException>([] { JVM::loadJVM(u"1", {}); }), second);
+    EXPECT_EQ(failureOf<NorqIllegalArgumentException>([] { JVM::loadJVM(File(wide(FAKE_MACHINE)), {}); }), second);
     dlclose(fake);
 }
 
