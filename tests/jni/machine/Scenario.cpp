@@ -42,9 +42,8 @@ jmethodID Probe::method(const char* name, const char* signature) const {
     return found;
 }
 
-std::string Probe::provokeTraps() const {
-    auto* const result =
-        static_cast<jstring>(env.CallStaticObjectMethod(type, method("provokeTraps", "()Ljava/lang/String;")));
+std::string Probe::provokeTraps(const char* name) const {
+    auto* const result = static_cast<jstring>(env.CallStaticObjectMethod(type, method(name, "()Ljava/lang/String;")));
     try {
         NorqJNIException::throwIfPresent();
     } catch (const NorqException& e) {
@@ -79,7 +78,7 @@ std::string faultsOnServedThread(bool installFirst, bool translated) {
             if (translated && !accessFaultIsTranslated())
                 result = "native fault was not translated";
             else
-                result = probe.provokeTraps();
+                result = probe.provokeTraps(round == 0 ? "provokeTraps" : "provokeTrapsOnThreads");
             if (result != "good")
                 return;
         }

@@ -18,8 +18,8 @@ public:
     explicit Probe(JNIEnv& environment);
 
     jmethodID method(const char* name, const char* signature) const;
-    /// The result of `provokeTraps` on the calling thread, or the text of its exception.
-    std::string provokeTraps() const;
+    /// The result of the method, or the text of its exception. This one runs on the calling thread.
+    std::string provokeTraps(const char* name = "provokeTraps") const;
 
     JNIEnv& env;
     const jclass type;

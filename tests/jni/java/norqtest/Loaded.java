@@ -24,7 +24,7 @@ public final class Loaded {
         expect("traps behind them", Probe.provokeTraps());
         expect("faults, handlers first", faults(true, translated));
         expect("faults, attached first", faults(false, translated));
-        expect("traps on a Java thread", Probe.provokeTraps());
+        expect("traps on Java threads", Probe.provokeTrapsOnThreads());
         System.out.println("all good");
     }
 

@@ -124,6 +124,29 @@ public final class Probe {
         return rounds;
     }
 
+    /** The same on threads of Java, and on this one beside them; the last that was not "good", or that. */
+    public static String provokeTrapsOnThreads() throws InterruptedException {
+        String[] results = new String[4];
+        Thread[] threads = new Thread[results.length];
+        for (int i = 0; i < threads.length; ++i) {
+            int mine = i;
+            threads[i] = new Thread(() -> {
+                int exceptions = nullChecks(20);
+                int errors = stackOverflows(5);
+                results[mine] = exceptions == 40 && errors == 5 ? "good" : exceptions + " and " + errors;
+            });
+            threads[i].start();
+        }
+        String result = provokeTraps();
+        for (int i = 0; i < threads.length; ++i) {
+            threads[i].join();
+            if (!"good".equals(results[i])) {
+                result = "thread " + i + ": " + results[i];
+            }
+        }
+        return result;
+    }
+
     /** All traps of the machine's own, on the calling thread; "good" if each ended as it must. */
     public static String provokeTraps() throws InterruptedException {
         int exceptions = nullChecks(20);
