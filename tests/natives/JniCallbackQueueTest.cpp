@@ -7,7 +7,10 @@
 #include "support/NothingLeft.h"
 
 #include "exception/NorqException.h"
+#include "jni/JniPreferenceChangeListener.h"
 #include "jni/PreferenceChangeJniCallback.h"
+#include "prefs/MemoryPreferences.h"
+#include "prefs/PreferenceChangeEvent.h"
 
 #include <gtest/gtest.h>
 
@@ -39,6 +42,8 @@ private:
 std::shared_ptr<IJniCallback> numbered(std::uintptr_t number) { return std::make_shared<Numbered>(number); }
 
 std::uintptr_t next(JniCallbackQueue& queue) { return reinterpret_cast<std::uintptr_t>(queue.dequeue(nullptr)); }
+
+constexpr const char16_t* Ended = u"JniCallbackQueue is shutdown.";
 
 template <class Exception, class Step>
 bool throws(const Step& step, const char16_t* message) {
@@ -97,7 +102,7 @@ TEST_F(JniCallbackQueueTest, ManyPollersGetEachEntryOnceAndNoNull) {
         ASSERT_EQ(seen[i], 1) << i;
 }
 
-TEST_F(JniCallbackQueueTest, ShutdownWinsOverEntriesAndIsForGood) {
+TEST_F(JniCallbackQueueTest, ShutdownEndsThePollerAndIsForGood) {
     // In a process of its own: the queue does not come back.
     const int failed = norqstd_test::inChild([&] {
         const auto entry = std::make_shared<Numbered>(1);
@@ -118,11 +123,29 @@ TEST_F(JniCallbackQueueTest, ShutdownWinsOverEntriesAndIsForGood) {
             }
         }
         queue.shutdown();
-        const char16_t* const message = u"JniCallbackQueue is shutdown.";
-        if (!throws<NorqIllegalStateException>([&] { queue.enqueue(entry); }, message) ||
-            !throws<NorqIllegalStateException>([&] { next(queue); }, message))
+        if (!throws<NorqIllegalStateException>([&] { queue.enqueue(entry); }, Ended) ||
+            !throws<NorqIllegalStateException>([&] { next(queue); }, Ended))
             return 3;
         return entry.use_count() == 1 ? 0 : 4;
+    });
+    EXPECT_EQ(failed, 0);
+}
+
+TEST_F(JniCallbackQueueTest, ShutdownDropsWhatIsQueuedAndWhatComesLater) {
+    const int failed = norqstd_test::inChild([&] {
+        const auto entry = std::make_shared<Numbered>(1);
+        queue.enqueue(entry);
+        queue.enqueue(entry);
+        if (entry.use_count() != 3)
+            return 1;
+        queue.shutdown();
+        if (entry.use_count() != 1 || !throws<NorqIllegalStateException>([&] { next(queue); }, Ended))
+            return 2;
+        const auto root = norqstd_test::MemoryPreferences::newRoot();
+        const auto change = PreferenceChangeEvent::newInstance(root->node(u"a"), u"", u"k", u"v");
+        JniPreferenceChangeListener().preferenceChange(change); // what it threw would end the child by a signal
+        root->drop();
+        return 0;
     });
     EXPECT_EQ(failed, 0);
 }

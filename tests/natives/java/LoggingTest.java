@@ -12,7 +12,16 @@ public final class LoggingTest {
 
     private LoggingTest() {}
 
+    /** The argument, if there is one: a path for nothing but `initLogging`. */
     public static void main(String[] arguments) throws Exception {
+        if (arguments.length == 1) {
+            RegistryPreferencesJni.initLogging(arguments[0], "agent");
+            return;
+        }
+        Expect.equal("", printedFor("/nowhere"), "a folder that is not there");
+        Expect.equal("Unable to initialize logging: Path contains invalid characters.\n", printedFor("?:*"), "no path");
+        Expect.equal("Unable to initialize logging: Path length exceeded maximum path length.\n",
+                printedFor("x".repeat(8193)), "a path that is too long");
         Path folder = Files.createDirectory(Path.of(System.getenv("NORQSTD_REGISTRY_USER"), "log"));
         Files.writeString(folder.resolve("agent.cfg"), """
                 [Debug Log]
@@ -56,5 +65,16 @@ public final class LoggingTest {
             Expect.that(log.contains(line), line);
         Expect.that(!log.contains("Parent key <> "), "nothing is done with an empty parent key");
         Expect.finish();
+    }
+
+    /** What a process of its own prints on standard output. */
+    private static String printedFor(String path) throws Exception {
+        Process process = new ProcessBuilder(System.getProperty("java.home") + "/bin/java", "-Xcheck:jni", "-Xmx64m",
+                "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp",
+                System.getProperty("java.class.path"), "LoggingTest", path)
+                .redirectError(ProcessBuilder.Redirect.INHERIT).start();
+        String text = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+        Expect.equal(0, process.waitFor(), "its end");
+        return text;
     }
 }
