@@ -15,8 +15,8 @@ namespace norq_std {
 /// Both kinds recurse per thread: each `readLock` needs its `readUnlock`, each `writeLock` its `writeUnlock`, by the
 /// thread that took it. A thread that holds the read lock may take the write lock. It gives up its read protection
 /// while it waits, since another thread may write in between: what was read before `writeLock` must be read again after
-/// it. After `writeUnlock` it is a reader as before. The writer may read, and goes on as a reader if it releases the
-/// write lock first.
+/// it, and it cannot be cancelled meanwhile. After `writeUnlock` it is a reader as before. The writer may read, and
+/// goes on as a reader if it releases the write lock first.
 ///
 /// A waiting writer holds off new readers, but not a thread that already reads, so that nested reads cannot deadlock
 /// against it. Use it where reads dominate and take longer than a hand-over of the lock; for short sections `Lock` is

@@ -2,8 +2,10 @@
 
 #include "exception/NorqException.h"
 #include "internal/ReaderTable.h"
+#include "platform/CancellationShield.h"
 
 #include <limits>
+#include <optional>
 
 #include <pthread.h>
 
@@ -93,7 +95,11 @@ void ReadWriteLockPimpl::writeUnlock() {
 
 /// Takes all permits the slow way, after giving back the one that a reader holds.
 void ReadWriteLockPimpl::upgrade(std::uint32_t readCount) {
+    // A guard of the reader's gives back what it holds, also when the thread is cancelled: not before it holds it
+    // again.
+    std::optional<platform::CancellationShield> shield;
     if (readCount != 0) {
+        shield.emplace();
         readers.erase(readers.find(number));
         giveBack(1);
     }

@@ -10,6 +10,7 @@
 #include "concurrency/Lock.h"
 #include "concurrency/ReadWriteLock.h"
 #include "concurrency/StdDequeBlockingQueue.h"
+#include "internal/ReadWriteLockPimpl.h"
 #include "support/Actor.h"
 #include "support/NothingLeft.h"
 
@@ -39,6 +40,7 @@ struct Shared {
     std::atomic<std::uint64_t> counter{0};
     Lock lock;
     ReadWriteLock readWriteLock{2};
+    norq_std_internal::ReadWriteLockPimpl taken{2}; ///< by the test
     Event never{true, false};
     StdDequeBlockingQueue<int, std::optional<int>> queue{1};
 };
@@ -174,6 +176,49 @@ TEST_F(CancellationTest, WaitsForTheEndOfANoexceptFunction) {
     EXPECT_FALSE(shared->unwound);
     shared->leave = true;
     EXPECT_TRUE(eventually([&] { return shared->unwound.load(); }));
+}
+
+TEST_F(CancellationTest, LeavesAReadWriteLockThatIsWaitedForInOrder) {
+    const struct {
+        const char* name;
+        void (*body)(Shared&);
+        bool takenForWriting;
+        bool endsAtOnce;
+    } rows[] = {
+        {"read", [](Shared& state) { state.taken.readLock(); }, true, true},
+        {"write", [](Shared& state) { state.taken.writeLock(); }, false, true},
+        {"upgrade",
+         [](Shared& state) {
+             state.taken.readLock();
+             const struct Holding {
+                 ~Holding() {
+                     lock.writeUnlock(); // the body is taken down behind the wait, not inside of it
+                     lock.readUnlock();
+                 }
+                 norq_std_internal::ReadWriteLockPimpl& lock;
+             } holding{state.taken};
+             state.taken.writeLock();
+             sleepLong(state);
+         },
+         false, false},
+    };
+    for (const auto& row : rows)
+        for (std::size_t round = 0; round < rounds(10); ++round) {
+            SCOPED_TRACE(row.name);
+            const auto shared = std::make_shared<Shared>();
+            row.takenForWriting ? shared->taken.writeLock() : shared->taken.readLock();
+            Thread thread(std::make_shared<Body>(shared, row.body), u"victim");
+            thread.start();
+            ASSERT_TRUE(eventually([&] { return shared->taken.isEntryClosed(); }));
+            thread.cancel();
+            if (row.endsAtOnce) {
+                ASSERT_TRUE(eventually([&] { return shared->unwound.load(); }));
+            }
+            row.takenForWriting ? shared->taken.writeUnlock() : shared->taken.readUnlock();
+            ASSERT_TRUE(eventually([&] { return shared->unwound.load(); }));
+            EXPECT_FALSE(shared->taken.isEntryClosed());
+            EXPECT_EQ(shared->taken.freePermits(), 2U);
+        }
 }
 
 TEST_F(CancellationTest, MayComeBeforeTheBodyAndBeforeTheNextStart) {
