@@ -57,7 +57,7 @@ TEST(ReadWriteLock, ReaderWaitsWhileAllPermitsAreTaken) {
 }
 
 TEST(ReadWriteLock, UnlockByAStrangerThrowsAndChangesNothing) {
-    ReadWriteLock lock(4);
+    ReadWriteLockPimpl lock(4);
     Actor reader, writer;
     reader.act([&] { lock.readLock(); });
     EXPECT_EQ(messageOf<NorqAccessException>([&] { lock.readUnlock(); }),
@@ -65,6 +65,7 @@ TEST(ReadWriteLock, UnlockByAStrangerThrowsAndChangesNothing) {
     EXPECT_EQ(messageOf<NorqAccessException>([&] { lock.writeUnlock(); }),
               u"writeUnlock failed: The current thread does not own the lock.");
     const auto writing = writer.begin([&] { lock.writeLock(); });
+    ASSERT_TRUE(eventually([&] { return lock.isEntryClosed(); }));
     EXPECT_FALSE(isReady(writing));
     reader.act([&] { lock.readUnlock(); });
     ASSERT_TRUE(becomesReady(writing));
