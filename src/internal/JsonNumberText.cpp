@@ -2,7 +2,7 @@
 
 #include "exception/NorqException.h"
 
-#include <boost/lexical_cast.hpp>
+#include <boost/lexical_cast/bad_lexical_cast.hpp>
 
 #include <algorithm>
 #include <bit>
@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 namespace norq_std_internal {
 
@@ -122,6 +124,21 @@ const WChar* readDigits(const WChar* text, const WChar* end, std::uint64_t& digi
     return text;
 }
 
+/// Whether a number that no double holds is too small for one, rather than too large.
+bool isTiny(std::string_view number) {
+    const std::size_t mark = number.find_first_of("eE");
+    const std::string_view mantissa = number.substr(0, mark);
+    const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
+    const auto leading = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+    std::int64_t exponent = 0;
+    if (mark != std::string_view::npos) {
+        const std::string_view text = number.substr(mark + (number[mark + 1] == '+' ? 2 : 1));
+        if (std::from_chars(text.data(), text.data() + text.size(), exponent).ec == std::errc::result_out_of_range)
+            return text.front() == '-';
+    }
+    return exponent < leading - point;
+}
+
 /// The double nearest to a quotient that is neither too large nor too small for one.
 double divide(std::uint64_t dividend, std::uint64_t divisor) {
     const int dividendShift = std::countl_zero(dividend);
@@ -193,21 +210,21 @@ double readJsonNumber(const WChar* text, const WChar* end) {
         return number;
     // A unit outside ASCII is no part of any number, nor is the question mark.
     const auto narrow = [](WChar unit) { return unit < 0x80 ? static_cast<char>(unit) : '?'; };
+    const auto length = static_cast<std::size_t>(end - text);
     char shortText[64];
-    if (end - text <= static_cast<std::ptrdiff_t>(sizeof shortText)) {
-        const char* const last = std::transform(text, end, shortText, narrow);
-        const auto [parsed, error] = std::from_chars(shortText, last, number);
-        if (error == std::errc() && parsed == last)
-            return number;
-    }
-    std::string longText(static_cast<std::size_t>(end - text), '\0');
-    std::transform(text, end, longText.begin(), narrow);
-    try {
-        return boost::lexical_cast<double>(longText);
-    } catch (const boost::bad_lexical_cast& e) {
-        const char* what = e.what();
-        throw NorqIllegalArgumentException(WString(what, what + std::strlen(what)));
-    }
+    std::string longText;
+    if (length > sizeof shortText)
+        longText.resize(length);
+    char* const first = length > sizeof shortText ? longText.data() : shortText;
+    const char* const last = std::transform(text, end, first, narrow);
+    const bool plus = length > 1 && *first == '+' && first[1] != '-';
+    const auto [parsed, error] = std::from_chars(first + (plus ? 1 : 0), last, number);
+    if (error == std::errc() && (parsed == last || (*parsed == '(' && std::isnan(number) && last[-1] == ')')))
+        return number;
+    if (error == std::errc::result_out_of_range && parsed == last && isTiny({first, last}))
+        return *first == '-' ? -0.0 : 0.0;
+    const std::string_view what = boost::bad_lexical_cast().what();
+    throw NorqIllegalArgumentException(WString(what.begin(), what.end()));
 }
 
 } // namespace norq_std_internal

@@ -3,6 +3,7 @@
 #include "base/JsonNumber.h"
 #include "base/JsonObject.h"
 #include "base/JsonString.h"
+#include "base/JsonUtil.h"
 #include "exception/NorqException.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <locale>
 #include <random>
+#include <string>
 
 namespace norq_std {
 namespace {
@@ -151,13 +154,39 @@ TEST(JsonNumber, ReadsWhatTheConversionAcceptsAndNoMore) {
                 {u"0.1", 0.1},
                 {u"1e22", 1e22},
                 {u"123456789.123456789123456789", 123456789.123456789123456789},
-                {u"-0.00000000000000000000001", -1e-23}};
+                {u"-0.00000000000000000000001", -1e-23},
+                {u"+0." + WString(70, u'1'), 1.0 / 9},
+                {u"+1e-99999999999999999999", 0},
+                {WString(400, u'1') + u"e-900", 0},
+                {u"0." + WString(400, u'0') + u"1e+5", 0},
+                {u"0." + WString(400, u'0') + u"1E+390", 1e-11}};
     for (const auto& row : rows)
         EXPECT_EQ(JsonNumber::fromString(row.text), row.number) << testing::PrintToString(row.text);
-    for (const WString text :
-         {u"", u"+", u"-", u".", u"1e", u"1 ", u" 1", u"-+1", u"++1", u"1..2", u"1,0", u"0x10", u"1e999", u"nan("})
+    for (const WString& text : std::initializer_list<WString>{
+             u"", u"+", u"-", u".", u"1e", u"1 ", u" 1", u"-+1", u"++1", u"1..2", u"1,0", u"0x10", u"1e999", u"nan(",
+             u"+-1", u"1e+99999999999999999999", u"0." + WString(400, u'0') + u"1e+800", WString(400, u'1') + u"e-5",
+             WString(70, u'1') + u",5"})
         EXPECT_THROW(JsonNumber::fromString(text), NorqIllegalArgumentException) << testing::PrintToString(text);
     EXPECT_THROW(JsonNumber::fromString(WString(u"1\0", 2)), NorqIllegalArgumentException);
+}
+
+TEST(JsonNumber, DoesNotDependOnTheGlobalLocale) {
+    struct Comma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    const std::locale before = std::locale::global(std::locale(std::locale(), new Comma));
+    const struct Restore {
+        ~Restore() { std::locale::global(locale); }
+        const std::locale& locale;
+    } restore{before};
+    EXPECT_EQ(JsonNumber::fromString(u"+1.5"), 1.5);
+    EXPECT_EQ(JsonNumber::fromString(u"+1.234"), 1.234);
+    EXPECT_EQ(JsonUtil::parseJson(u"[0." + WString(70, u'1') + u"]")->toJsonString(), u"[0.1111111111111111]");
+    for (const WString text : {u"1,5", u"+1,5", u"+1.234,5"})
+        EXPECT_THROW(JsonNumber::fromString(text), NorqIllegalArgumentException) << testing::PrintToString(text);
+    EXPECT_EQ(JsonNumber::toString(-1234.5), u"-1234.5");
 }
 
 TEST(JsonObject, GivesTheDefaultForWhatIsAbsentNullOrOfAnotherKind) {
