@@ -186,10 +186,20 @@ private:
             const AutoLock<Lock> guard(this->lock);
             if (hasWaited)
                 --direction.waiting;
-            const bool done = again && attempt();
-            if (done || !again) {
+            // The wait may have used up a signal that would serve another thread, also where an attempt fails for good.
+            const auto handOn = [&] {
                 if (hasWaited && direction.waiting > 0 && direction.isOfUse())
                     wake(direction.event);
+            };
+            bool done = false;
+            try {
+                done = again && attempt();
+            } catch (...) {
+                handOn();
+                throw;
+            }
+            if (done || !again) {
+                handOn();
                 return done;
             }
             ++direction.waiting;

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <future>
+#include <new>
 #include <optional>
 #include <random>
 #include <thread>
@@ -31,6 +33,24 @@ public:
 
     bool hasRoomSignal() const { return notFull.isSignaled(); }
     void takeRoomSignal() { notFull.reset(); }
+};
+
+/// Runs out of memory once, when it is told to.
+class FailingQueue : public NumberQueue {
+public:
+    using NumberQueue::NumberQueue;
+
+    std::atomic<int> attempts{0};
+    std::atomic<bool> fails{false};
+
+protected:
+    bool internalOffer(const int& element) override {
+        ++attempts;
+        if (fails.exchange(false))
+            throw std::bad_alloc();
+        return NumberQueue::internalOffer(element);
+    }
+    using NumberQueue::internalOffer;
 };
 
 TEST(BlockingQueue, RefusesACapacityBelowOne) {
@@ -113,6 +133,29 @@ TEST(BlockingQueue, WaitersAreReleasedByRoomAndByElements) {
     EXPECT_EQ(queue.poll(), 2);
     ASSERT_TRUE(becomesReady(offering));
     EXPECT_EQ(queue.poll(longLimitMillis()), 3);
+}
+
+TEST(BlockingQueue, FailedAttemptLeavesTheRoomToTheNextWaiter) {
+    FailingQueue queue(1);
+    queue.offer(1);
+    Actor producers[2];
+    std::future<void> offers[2];
+    for (int i = 0; i < 2; ++i)
+        offers[i] = producers[i].begin([&] { EXPECT_TRUE(queue.offer(2, -1)); });
+    ASSERT_TRUE(eventually([&] { return queue.attempts == 5; })); // each has tried twice and waits
+    queue.fails = true;
+    EXPECT_EQ(queue.poll(), 1);
+    EXPECT_TRUE(becomesReady(offers[0]) && becomesReady(offers[1]));
+    EXPECT_EQ(queue.poll(), 2);
+    queue.shutdown();
+    int failures = 0;
+    for (std::future<void>& offer : offers)
+        try {
+            offer.get();
+        } catch (const std::bad_alloc&) {
+            ++failures;
+        }
+    EXPECT_EQ(failures, 1);
 }
 
 TEST(BlockingQueue, ExtraObjectEndsAWaitAndLeavesTheQueueAsItWas) {
