@@ -48,7 +48,9 @@ public:
 
     /// Depth of recursion, 0 when free; touched by the holder alone.
     std::uint32_t count = 0;
-    /// The holder's numeric id. Others read it only to learn that they are not the holder.
+    /// The holder's `lockOwner`, 0 when free. Others read it only to learn that they are not the holder.
+    std::atomic<std::uint64_t> owner = 0;
+    /// The holder's numeric id, for whoever looks at a process that hangs.
     std::atomic<std::uint64_t> ownerId = NO_OWNER;
 
 private:

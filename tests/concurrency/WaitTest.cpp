@@ -19,7 +19,9 @@
 #include <memory>
 #include <new>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using namespace norq_std;
@@ -210,6 +212,27 @@ TEST_F(WaitTest, SubscriptionTakesSignalOrWaitsForIt) {
     }
     EXPECT_EQ(event.getSubscriberCount(), 0U);
     EXPECT_TRUE(event.isSignaled());
+}
+
+TEST_F(WaitTest, ForkedChildHoldsTheLocksOfTheThreadThatForked) {
+    Lock lock;
+    lock.lock();
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool held = lock.tryLock();
+        if (held)
+            lock.unlock();
+        try {
+            lock.unlock();
+        } catch (const NorqAccessException&) {
+            _exit(1);
+        }
+        _exit(held && lock.tryLock() ? 0 : 2);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    lock.unlock();
 }
 
 TEST_F(WaitTest, LockIsRecursiveAndSignalsFullRelease) {
