@@ -19,6 +19,7 @@
 
 #include <csignal>
 #include <grp.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -239,6 +240,23 @@ TEST_F(RegistryStoreTest, DamageInsideIsToldAndNeverFatal) {
         platform::closeRegistryHives();
     }
     EXPECT_GT(refused, 5);
+}
+
+TEST_F(RegistryStoreTest, AFailedCommitIsToldInItsOwnWords) {
+    EXPECT_EQ(StoreKey(u"key").error, 0);
+    EXPECT_EQ(inChild([] {
+                  const StoreKey key(u"key"); // opens the database
+                  const rlimit none{1, 1};
+                  if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || setrlimit(RLIMIT_FSIZE, &none) != 0)
+                      return 2;
+                  const bool failed = StoreKey(u"new").error != 0;
+                  const std::u16string words = platform::registryFailure();
+                  return failed && words.find(u"user.db: ") != words.npos && words.find(u"transaction") == words.npos
+                             ? 0
+                             : 1;
+              }),
+              0);
+    EXPECT_EQ(StoreKey(u"new", User, norq_std::KEY_READ).error, 2);
 }
 
 TEST_F(RegistryStoreTest, AnotherDatabaseInItsPlaceIsNoticedAtOnce) {

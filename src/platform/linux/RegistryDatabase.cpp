@@ -112,6 +112,8 @@ std::int32_t RegistryDatabase::failure(int result) {
     }
 }
 
+bool RegistryDatabase::isInTransaction() const { return sqlite3_get_autocommit(connection) == 0; }
+
 bool RegistryDatabase::isCurrent(bool lately) {
     if (immutable)
         return false;

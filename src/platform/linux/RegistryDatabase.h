@@ -95,6 +95,8 @@ public:
     /// Whether something failed that a new connection may not find.
     bool isBroken() const { return broken; }
 
+    bool isInTransaction() const;
+
     /// 0, or why nobody may write through this connection.
     std::int32_t writeRefusal() const { return refusal; }
 
@@ -187,7 +189,7 @@ public:
         : database(owner)
         , error(RegistryQuery(owner, RegistrySql::Begin).run()) {}
     ~RegistryTransaction() {
-        if (error == 0 && !done)
+        if (error == 0 && !done && database.isInTransaction()) // some failures have ended it
             RegistryQuery(database, RegistrySql::Rollback).run();
     }
     RegistryTransaction(const RegistryTransaction&) = delete;
