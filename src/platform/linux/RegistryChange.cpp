@@ -88,6 +88,7 @@ private:
         Stamps stamps{};
         std::vector<Asked> asked;
         bool logWritten = false; // since all keys were last looked at
+        bool busy = false;       // when they last were
     };
 
     std::int32_t ask(const std::shared_ptr<RegistryOpenKey>& key, std::uint32_t filter,
@@ -157,7 +158,7 @@ std::int32_t RegistryChangeSource::ask(const std::shared_ptr<RegistryOpenKey>& k
     if (watch == nullptr)
         return lastError();
     bool changed = false;
-    if (const std::int32_t result = key->hive->look(*key, filter, changed); result != NoError)
+    if (const std::int32_t result = key->hive->look(*key, filter, changed, false); result != NoError)
         return result;
     if (changed)
         event->set();
@@ -205,7 +206,8 @@ void RegistryChangeSource::ready(std::span<const pollfd>) {
         drain(*watch, scanIsDue);
     if (scanIsDue) {
         const auto end = Clock::now();
-        nextScan = end + std::max<Clock::duration>(ScanInterval, (end - begin) * ScanShare);
+        const bool busy = std::ranges::any_of(watches, [](const auto& watch) { return watch->busy; });
+        nextScan = end + (busy ? ScanInterval : std::max<Clock::duration>(ScanInterval, (end - begin) * ScanShare));
     }
     if (std::ranges::any_of(watches, [](const auto& watch) { return watch->logWritten && !watch->asked.empty(); }))
         scheduleScan();
@@ -242,18 +244,19 @@ void RegistryChangeSource::drain(Watch& watch, bool scanIsDue) {
     const Stamps& now = watch.stamps;
     constexpr std::size_t Everybody = registry_stamps::Places;
     everyKey = everyKey || now[Everybody] != before[Everybody];
-    std::erase_if(watch.asked, [&](Asked& asked) {
+    watch.busy = false;
+    std::erase_if(watch.asked, [&](Asked& asked) { // those behind a busy hive's first key wait for the next scan
         const std::size_t place = registry_stamps::placeOf(asked.row);
-        return (everyKey || now[place] != before[place]) && lookAt(watch, asked);
+        return !watch.busy && (everyKey || now[place] != before[place]) && lookAt(watch, asked);
     });
 }
 
 /// Whether the key has changed; then its event is set.
 bool RegistryChangeSource::lookAt(Watch& watch, Asked& asked) {
     bool changed = false;
-    const std::int32_t result = watch.hive->look(*asked.key, asked.filter, changed);
+    const std::int32_t result = watch.hive->look(*asked.key, asked.filter, changed, true);
     if (result == Busy)
-        watch.logWritten = true; // later
+        watch.busy = watch.logWritten = true; // later
     if (result == NoError && !changed) {
         asked.row = watch.hive->rowOf(*asked.key);
         return false;

@@ -251,7 +251,7 @@ std::int32_t RegistryHive::attach(For purpose) {
 
 /// Runs a step under the mutex, again while other processes are in its way. The mutex is free in the pauses.
 template <class Step>
-std::int32_t RegistryHive::run(For purpose, const Step& step) {
+std::int32_t RegistryHive::run(For purpose, const Step& step, bool isPatient) {
     std::optional<Clock::time_point> limit;
     for (auto pause = std::chrono::microseconds(ShortestPause);;
          pause = std::min<decltype(pause)>(pause * 2, LongestPause)) {
@@ -261,7 +261,7 @@ std::int32_t RegistryHive::run(For purpose, const Step& step) {
             std::int32_t result = attach(purpose);
             if (result == NoError)
                 result = step(database.get());
-            if (result != Busy)
+            if (result != Busy || !isPatient)
                 return result;
             if (!limit.has_value())
                 limit = Clock::now() + BusyLimit;
@@ -530,8 +530,8 @@ void RegistryHive::valuesChanged(RegistryDatabase& connection, const RegistryOpe
 
 // ---- changes
 
-std::int32_t RegistryHive::look(RegistryOpenKey& key, std::uint32_t filter, bool& changed) {
-    return run(For::Opening, [&](RegistryDatabase* connection) {
+std::int32_t RegistryHive::look(RegistryOpenKey& key, std::uint32_t filter, bool& changed, bool comesBack) {
+    const auto step = [&](RegistryDatabase* connection) {
         changed = false;
         std::int32_t result = resolve(connection, key);
         if (result == NoError)
@@ -547,7 +547,8 @@ std::int32_t RegistryHive::look(RegistryOpenKey& key, std::uint32_t filter, bool
             changed = result == NoError && (compare(key.seen.names, hash) || changed);
         }
         return result;
-    });
+    };
+    return run(For::Opening, step, !comesBack);
 }
 
 std::int64_t RegistryHive::rowOf(const RegistryOpenKey& key) {

@@ -66,8 +66,8 @@ public:
     std::int32_t listValues(RegistryOpenKey& key, std::vector<RegistryEntry>& entries);
 
     /// Whether the key, as far as the filter goes, is what it was when it was last looked at; false at the first look.
-    /// KeyDeleted if it has gone.
-    std::int32_t look(RegistryOpenKey& key, std::uint32_t filter, bool& changed);
+    /// KeyDeleted if it has gone. Busy at once if the hive is, for who will come back.
+    std::int32_t look(RegistryOpenKey& key, std::uint32_t filter, bool& changed, bool comesBack);
     std::int64_t rowOf(const RegistryOpenKey& key);
 
 private:
@@ -82,7 +82,7 @@ private:
     static void afterFork();
 
     template <class Step>
-    std::int32_t run(For purpose, const Step& step);
+    std::int32_t run(For purpose, const Step& step, bool isPatient = true);
     std::int32_t attach(For purpose);
     std::int32_t find(RegistryDatabase* database, const std::string& path, std::int64_t& id);
     std::int32_t walk(RegistryDatabase& database, const std::string& path, std::int64_t& id);
