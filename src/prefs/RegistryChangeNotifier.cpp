@@ -6,8 +6,12 @@
 #include "exception/NorqException.h"
 #include "log/NorqLoggerSTD.h"
 #include "platform/NarrowText.h"
+#include "platform/Registry.h"
 #include "prefs/PreferenceChangeNotifier.h"
 #include "prefs/RegistryPreferences.h"
+
+#include <chrono>
+#include <utility>
 
 #include <cxxabi.h>
 
@@ -18,6 +22,7 @@ namespace platform = norq_std_internal::platform;
 namespace {
 
 constexpr std::int32_t EndLimitMs = 10;
+constexpr auto AttemptInterval = std::chrono::seconds(1);
 constexpr int TerminateIndex = 0;
 constexpr int UpdateIndex = 1;
 constexpr int FirstListenerIndex = 2;
@@ -49,8 +54,24 @@ public:
             }
     }
 
-    /// The lowest index of what is signalled, or the failure of the wait.
-    int wait() { return platform::waitForAny(waitObjects, -1); }
+    /// The lowest index of what is signalled, the failure of the wait, or the end of the time until the next attempt.
+    int wait() {
+        if (refused.empty())
+            return platform::waitForAny(waitObjects, -1);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextAttempt - std::chrono::steady_clock::now());
+        if (left > left.zero())
+            return platform::waitForAny(waitObjects, static_cast<std::int32_t>(left.count()));
+        for (const auto& handle : std::exchange(refused, {}))
+            handle->set();
+        return platform::WaitTimedOut;
+    }
+
+    /// Signals the handle a little later: the store could not serve its listener, and cannot tell when it can.
+    void tryAgain(const std::shared_ptr<platform::RegistryChange>& handle) {
+        if (refused.empty())
+            nextAttempt = std::chrono::steady_clock::now() + AttemptInterval;
+        refused.push_back(handle);
+    }
 
     const ListenerPtr& listenerAt(int index) const {
         const int last = FirstListenerIndex + static_cast<int>(waitListeners.size()) - 1;
@@ -65,6 +86,8 @@ private:
     const std::shared_ptr<PlatformEvent> updateEvent;
     std::vector<platform::WaitObject*> waitObjects;
     std::vector<ListenerPtr> waitListeners;
+    std::vector<std::shared_ptr<platform::RegistryChange>> refused;
+    std::chrono::steady_clock::time_point nextAttempt;
 };
 
 // ---- the thread
@@ -104,6 +127,8 @@ void RegistryChangeNotifier::RegistryCheckingThread::check() {
         case platform::WaitFailed:
             NORQ_LOG(DEBUG, CheckFunction, u"Wait failed: <%ls>.", ErrorUtils::getLastErrorDescription());
             return;
+        case platform::WaitTimedOut:
+            break;
         default:
             handleChange(handles, index);
         }
@@ -112,16 +137,25 @@ void RegistryChangeNotifier::RegistryCheckingThread::check() {
 
 void RegistryChangeNotifier::RegistryCheckingThread::handleChange(Handles& handles, int index) {
     const ListenerPtr listener = handles.listenerAt(index);
+    std::shared_ptr<platform::RegistryChange> handle;
     try {
-        listener->getWaitHandle()->reset();
+        handle = listener->getWaitHandle();
+        handle->reset();
         listener->registerListener(); // before the key is read, so that no change falls between the two
         listener->updateAndNotify();
         return;
     } catch (const NorqObjectNotFoundException&) {
     } catch (const NorqIllegalStateException&) {
+    } catch (const NorqUnknownException& e) { // the hive is damaged or busy, for all keys or for this one
+        e.logDebug(CheckFunction);
+        handles.tryAgain(handle);
+        return;
     }
     NORQ_LOG(CALL, CheckFunction, u"Got signal for listener that is removed.");
-    listener->awaitKey(); // it may be the key that is gone, and that comes back
+    if (!listener->awaitKey()) { // it may be the key that is gone, and that comes back
+        NORQ_LOG(DEBUG, CheckFunction, u"Nothing above the key can be monitored: <%ls>.", platform::registryFailure());
+        handles.tryAgain(handle);
+    }
     handles.update();
 }
 

@@ -65,16 +65,19 @@ void RegistryListener::registerListener() {
     convertWinErrToException(Function, error, u"Monitor registry key <" + keyPath + u">");
 }
 
-void RegistryListener::awaitKey() {
+bool RegistryListener::awaitKey() {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::RegistryListener::awaitKey");
     const AutoLock<Lock> guard(lock);
     if (isShutdown)
-        return;
+        return true;
     WString ancestor = keyPath;
     do {
         const std::size_t nameAt = ancestor.rfind(u'\\');
         ancestor.resize(nameAt == WString::npos ? 0 : nameAt);
-    } while (!awaitKeyBelow(ancestor) && !ancestor.empty());
+        if (awaitKeyBelow(ancestor))
+            return true;
+    } while (!ancestor.empty());
+    return false;
 }
 
 /// False if the ancestor is not there either.

@@ -29,8 +29,9 @@ public:
     void deregisterListener();
     /// Reads the key, and queues an event for each value that differs from what was known.
     void updateAndNotify();
-    /// Of a key that is gone: has the handle signalled once it may be back. Does nothing after `shutdown`.
-    void awaitKey();
+    /// Of a key that is gone: has the handle signalled once it may be back; false if the store refuses even that. Does
+    /// nothing after `shutdown`.
+    bool awaitKey();
     std::shared_ptr<norq_std_internal::platform::RegistryChange> getWaitHandle();
     std::size_t size();
     void shutdown();

@@ -176,6 +176,17 @@ TEST_F(RegistryPreferencesMonitoringTest, SurvivesTheReplacementOfTheDatabase) {
     EXPECT_EQ(heard->next(), "a=2");
 }
 
+TEST_F(RegistryPreferencesMonitoringTest, TellsWhenNoKeyCanBeAwaited) {
+    node->put(u"a", u"1");
+    RegistryListener listener(HKEY_CURRENT_USER, name + u"\\gone");
+    EXPECT_TRUE(listener.awaitKey());
+    const std::filesystem::path database = hives() / "user" / "user.db";
+    std::filesystem::rename(database, hives() / "aside.db");
+    EXPECT_FALSE(listener.awaitKey());
+    std::filesystem::rename(hives() / "aside.db", database);
+    EXPECT_TRUE(listener.awaitKey());
+}
+
 TEST_F(RegistryPreferencesMonitoringTest, OneOfAThousandMonitoredKeysChanges) {
     constexpr std::size_t Count = 1000;
     constexpr rlim_t Descriptors = 128; // a key costs none
@@ -261,7 +272,7 @@ TEST_F(RegistryPreferencesMonitoringTest, ListenerRefusesWorkAfterItsShutdown) {
     listener.updateKeyValues();
     EXPECT_EQ(listener.size(), 1U);
     listener.shutdown();
-    listener.awaitKey();
+    EXPECT_TRUE(listener.awaitKey());
     EXPECT_THROW(listener.registerListener(), NorqIllegalStateException);
     EXPECT_THROW(listener.updateAndNotify(), NorqIllegalStateException);
     EXPECT_THROW(static_cast<void>(listener.getWaitHandle()), NorqIllegalStateException);
