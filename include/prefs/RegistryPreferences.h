@@ -37,6 +37,7 @@ public:
 
     /// Throws `NorqIllegalArgumentException` for the root, beside what the interface says.
     void addPreferenceChangeListener(const std::shared_ptr<PreferenceChangeListener>& listener) override;
+    /// A removed node refuses, but the listener is gone all the same.
     void removePreferenceChangeListener(const std::shared_ptr<PreferenceChangeListener>& listener) override;
     std::int32_t getInt(const WString& key, std::int32_t defaultValue) const override;
     /// Stored as a number, which reads as its decimal text.

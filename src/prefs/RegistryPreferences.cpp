@@ -122,12 +122,11 @@ void RegistryPreferences::removePreferenceChangeListener(const std::shared_ptr<P
     static constexpr WChar Function[] = u"norq_std::RegistryPreferences::removePreferenceChangeListener";
     NORQ_LOG_FUNCTION_CALL(Function);
     ErrorUtils::isNullEx(listener, Function, u"Listener");
-    {
-        const AutoLock<Lock> guard(lock);
-        assertNodeNotRemoved(Function);
-    }
+    // Of a removed node too: nothing of it is left behind.
     RegistryChangeNotifier::getInstance().removePreferenceChangeListener(root, registryPath, buildListenerPath(),
                                                                          listener);
+    const AutoLock<Lock> guard(lock);
+    assertNodeNotRemoved(Function);
 }
 
 std::int32_t RegistryPreferences::getInt(const WString& key, std::int32_t defaultValue) const {

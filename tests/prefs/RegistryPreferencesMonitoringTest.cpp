@@ -159,6 +159,21 @@ TEST_F(RegistryPreferencesMonitoringTest, GoesOnWhenTheKeyComesBack) {
     deep->removePreferenceChangeListener(heard);
 }
 
+TEST_F(RegistryPreferencesMonitoringTest, ARemovedNodeForgetsItsListeners) {
+    const auto listener = std::make_shared<Heard>();
+    const auto removed = node->node(u"x");
+    removed->addPreferenceChangeListener(listener);
+    removed->removeNode();
+    EXPECT_THROW(removed->removePreferenceChangeListener(listener), NorqIllegalStateException);
+    const auto again = node->node(u"x");
+    again->addPreferenceChangeListener(heard);
+    again->put(u"a", u"1");
+    EXPECT_EQ(heard->until("a=1"), Texts());
+    again->removePreferenceChangeListener(heard);
+    listener->add("end");
+    EXPECT_EQ(listener->until("end"), Texts());
+}
+
 TEST_F(RegistryPreferencesMonitoringTest, SurvivesTheReplacementOfTheDatabase) {
     if (norqstd_test::Rerun::inside()) { // with the hive in a folder of its own
         node->put(u"a", u"of another file");
