@@ -4,6 +4,7 @@
 #include "config/ConfigurationFile.h"
 #include "file/IFileListener.h"
 
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
@@ -72,6 +73,8 @@ protected:
     std::list<ConfigurationChangeEvent> getChangeEvents(const Configuration& other);
     /// Follows the file, or its disappearance.
     void checkFileForChanges(bool deleted);
+    /// The same with what was read amended before it is compared: what the caller holds on to is then no change.
+    void checkFileForChanges(bool deleted, const std::function<void(Configuration&)>& amend);
     /// Ends the watching for good, and waits for a reload that runs. A derived class does this in its own destructor:
     /// the watcher calls virtual functions, and what it overrides is gone when this destructor runs.
     void endWatching();

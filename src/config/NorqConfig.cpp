@@ -238,10 +238,15 @@ bool NorqConfig::loadPatiently(ConfigurationFile& file) {
 }
 
 void NorqConfig::checkFileForChanges(bool deleted) {
+    checkFileForChanges(deleted, [](Configuration&) {});
+}
+
+void NorqConfig::checkFileForChanges(bool deleted, const std::function<void(Configuration&)>& amend) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::NorqConfig::checkFileForChanges");
     ConfigurationFile now(getPath(), getSerializer());
     if (!deleted && !loadPatiently(now))
         return;
+    amend(now);
     const std::list<ConfigurationChangeEvent> events = getChangeEvents(now);
     exchangeSections(now);
     for (const ConfigurationChangeEvent& event : events)

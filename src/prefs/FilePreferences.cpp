@@ -426,13 +426,9 @@ void FilePreferences::followFile(bool deleted) {
     const AutoLock<Lock> guard(lock);
     if (!isFollowed) // the watcher had begun to tell when the last listener went
         return;
-    const UnsavedValues mine = unsavedValues();
-    {
-        // No process that saves holds the file meanwhile.
-        const DirectoryHold hold(directory.getCanonicalPath(), DirectoryHold::Mode::Shared, ReadHoldLimit);
-        config->follow(deleted);
-    }
-    restore(mine);
+    // No process that saves holds the file meanwhile.
+    const DirectoryHold hold(directory.getCanonicalPath(), DirectoryHold::Mode::Shared, ReadHoldLimit);
+    config->follow(deleted, unsavedValues());
 }
 
 } // namespace norq_std

@@ -31,8 +31,16 @@ public:
         return found;
     }
 
-    /// Under the node's lock.
-    void follow(bool deleted) { checkFileForChanges(deleted); }
+    /// Under the node's lock. What was not saved yet stands, whatever the file has: nothing is told of it.
+    void follow(bool deleted, const UnsavedValues& unsaved) {
+        checkFileForChanges(deleted, [&unsaved](Configuration& read) {
+            for (const auto& [key, value] : unsaved)
+                if (value)
+                    read.setValue(key, *value, defaultSection);
+                else
+                    read.removeKeyValue(key, defaultSection);
+        });
+    }
 
 private:
     /// The node may lose its last other owner meanwhile. It then ends with this function, and this object with it, when

@@ -224,12 +224,14 @@ TEST_F(FilePreferencesTest, AChangeOfTheFileUndoesNothingThatWasPut) {
     node->addPreferenceChangeListener(listener);
     node->put(u"unsaved", u"1");
     node->put(u"both", u"mine");
+    node->remove(u"gone");
     listener->until("both=mine");
-    writeByOther("other=2\nboth=theirs\n");
-    listener->until("other=2");
+    writeByOther("other=2\nboth=theirs\ngone=1\n");
+    EXPECT_EQ(listener->until("other=2"), std::vector<std::string>());
     EXPECT_TRUE(norqstd_test::eventually([this] { return node->get(u"unsaved", u"") == u"1"; }));
     node->flush();
     EXPECT_EQ(node->get(u"both", u""), u"mine");
+    EXPECT_EQ(node->get(u"gone", u""), u"");
     for (const char* line : {"\nunsaved=1\n", "\nother=2\n", "\nboth=mine\n"})
         EXPECT_NE(("\n" + got(file)).find(line), std::string::npos) << line;
     node->removePreferenceChangeListener(listener);
