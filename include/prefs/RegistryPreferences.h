@@ -18,6 +18,8 @@ namespace norq_std {
 /// otherwise a key that another process removed, or this one under another spelling, would keep its node and every
 /// branch that holds it from ever being removed here.
 ///
+/// A key whose name holds a slash or is too long cannot be a node, and is no child of one.
+///
 /// Listeners hear of the values of the node itself, whichever process changed them: of several changes to a value in
 /// quick succession perhaps only the last, and of a removal with an empty text. The root has no listeners. A listener
 /// is called for the same text under a node until it is removed there, also when the key is removed and made again.

@@ -159,7 +159,11 @@ WString RegistryPreferences::buildListenerPath() const {
 
 std::vector<WString> RegistryPreferences::childrenNamesSpi() const {
     try {
-        return OpenKey(*this, KEY_READ)->getKeys();
+        std::vector<WString> names = OpenKey(*this, KEY_READ)->getKeys();
+        std::erase_if(names, [this](const WString& name) {
+            return name.find(SLASH) != WString::npos || (name.size() >= MAX_PREF_NAME_LENGTH && !existsSpi(name));
+        });
+        return names;
     } catch (const NorqException& e) {
         throw NorqBackingStoreException(u"Failed to get children names.", e);
     }

@@ -109,6 +109,24 @@ TEST_F(RegistryPreferencesTest, ANodeWhoseKeyHasGoneSaysSo) {
     }
 }
 
+// As a path, such a name leads elsewhere: an export that followed it would make keys, or come back to the root.
+TEST_F(RegistryPreferencesTest, KeysThatCannotBeNodesAreNoChildren) {
+    const WString longest(80, u'n');
+    for (const WString& below :
+         {WString(u"/"), WString(u"x/y"), WString(u"/x"), longest + u"n", u"m" + longest, longest}) {
+        bool existed = true;
+        NorqRegistry().createKey(existed, HKEY_CURRENT_USER, name + u"\\" + below, KEY_WRITE, 0);
+        EXPECT_FALSE(existed);
+    }
+    EXPECT_EQ(node->childrenNames(), std::vector<WString>{longest});
+    const std::filesystem::path file = hives() / "exported.xml";
+    node->exportSubtree(norqstd_test::wide(file.string()));
+    NorqRegistry registry;
+    registry.openKey(HKEY_CURRENT_USER, name, KEY_READ);
+    EXPECT_EQ(registry.getKeys().size(), 6U);
+    EXPECT_EQ(norqstd_test::got(file).find("x/y"), std::string::npos);
+}
+
 // Neither that another process was quicker nor that two nodes stand for one key keeps a branch from being removed.
 TEST_F(RegistryPreferencesTest, ABranchIsRemovedThoughKeysOfItHaveGone) {
     const auto first = node->node(u"App");
