@@ -59,12 +59,17 @@ protected:
     void removeNodeSpi() override;
 
 private:
+    friend class RegistryListener;
+
     class OpenKey;
     struct Shared;
 
     RegistryPreferences(HKey rootKey, const WString& name);
     RegistryPreferences(const std::shared_ptr<RegistryPreferences>& parent, const WString& name);
 
+    /// The node at a path below the root, made only where its key is there; otherwise throws
+    /// `NorqObjectNotFoundException`.
+    static std::shared_ptr<Preferences> existingNode(HKey root, const WString& path);
     void createInRegistry();
     static Shared& shared();
 

@@ -143,13 +143,11 @@ std::vector<RegistryListener::Change> RegistryListener::update() {
 }
 
 void RegistryListener::notify(const Change& change) const {
-    const std::shared_ptr<Preferences> tree = root == RegistryPreferences::SHKEY_LOCAL_MACHINE
-                                                  ? RegistryPreferences::getSystemRoot()
-                                                  : RegistryPreferences::getUserRoot();
     try {
-        const std::shared_ptr<Preferences> node = tree->node(keyPath);
+        const std::shared_ptr<Preferences> node = RegistryPreferences::existingNode(root, keyPath);
         PreferenceChangeNotifier::getInstance().enqueuePreferenceChangeEvent(
             PreferenceChangeEvent::newInstance(node, node->buildListenerPath(), change.first, change.second));
+    } catch (const NorqObjectNotFoundException&) {  // removed since it was read: to make its node would make it again
     } catch (const NorqIllegalArgumentException&) { // no name of a node: nobody can listen to it
     }
 }

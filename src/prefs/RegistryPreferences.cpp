@@ -40,6 +40,18 @@ private:
     std::atomic<bool> isMade{false};
 };
 
+/// Whether this thread makes the keys of the nodes that it makes.
+thread_local bool makesKeys = true;
+
+/// Lets this thread make no key.
+class KeysAsTheyAre {
+public:
+    KeysAsTheyAre() { makesKeys = false; }
+    ~KeysAsTheyAre() { makesKeys = true; }
+    KeysAsTheyAre(const KeysAsTheyAre&) = delete;
+    KeysAsTheyAre& operator=(const KeysAsTheyAre&) = delete;
+};
+
 } // namespace
 
 /// What all nodes share.
@@ -87,11 +99,24 @@ RegistryPreferences::~RegistryPreferences() = default;
 
 void RegistryPreferences::createInRegistry() {
     try {
+        if (!makesKeys) {
+            const OpenKey key(*this, KEY_READ);
+            return;
+        }
         bool existed = false;
         NorqRegistry().createKey(existed, root, registryPath, KEY_WRITE, 0);
         newNode = !existed;
+    } catch (const NorqObjectNotFoundException&) {
+        if (!makesKeys)
+            throw;
     } catch (const NorqException&) { // a node that cannot be written may still be read
     }
+}
+
+std::shared_ptr<Preferences> RegistryPreferences::existingNode(HKey root, const WString& path) {
+    const std::shared_ptr<Preferences> tree = root == SHKEY_LOCAL_MACHINE ? getSystemRoot() : getUserRoot();
+    const KeysAsTheyAre keysAsTheyAre;
+    return tree->node(path);
 }
 
 std::shared_ptr<Preferences> RegistryPreferences::getSystemRoot() {

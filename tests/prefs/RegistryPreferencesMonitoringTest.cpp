@@ -1,4 +1,5 @@
 #include "exception/NorqException.h"
+#include "platform/DebugOutput.h"
 #include "prefs/RegistryChangeNotifier.h"
 #include "prefs/RegistrySupport.h"
 #include "support/Actor.h"
@@ -172,6 +173,26 @@ TEST_F(RegistryPreferencesMonitoringTest, ARemovedNodeForgetsItsListeners) {
     again->removePreferenceChangeListener(heard);
     listener->add("end");
     EXPECT_EQ(listener->until("end"), Texts());
+}
+
+// The sink of the log runs where the listener has read the values, and has told of none.
+TEST_F(RegistryPreferencesMonitoringTest, ARemovedKeyIsNotMadeAgainByItsListener) {
+    const auto removed = node->node(u"x");
+    removed->addPreferenceChangeListener(heard);
+    std::atomic<bool> isRemoved{false};
+    norq_std_internal::platform::setDebugOutputSink([&](std::u16string_view line) {
+        if (line.find(u"New Key <a>") != std::u16string_view::npos && !isRemoved) {
+            removed->removeNode();
+            isRemoved = true;
+        }
+    });
+    removed->put(u"a", u"1");
+    EXPECT_TRUE(norqstd_test::eventually([&] { return isRemoved.load(); }));
+    norq_std_internal::platform::setDebugOutputSink({});
+    listen(); // what the thread hears of this comes behind it
+    EXPECT_EQ(heardNow(), Texts());
+    EXPECT_FALSE(node->nodeExists(u"x"));
+    EXPECT_THROW(removed->removePreferenceChangeListener(heard), NorqIllegalStateException);
 }
 
 TEST_F(RegistryPreferencesMonitoringTest, SurvivesTheReplacementOfTheDatabase) {
