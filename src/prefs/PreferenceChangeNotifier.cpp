@@ -3,6 +3,7 @@
 #include "base/ErrorUtils.h"
 #include "base/LogMacros.h"
 #include "concurrency/AutoLock.h"
+#include "exception/NorqException.h"
 #include "log/NorqLoggerSTD.h"
 #include "prefs/PreferenceChangeEvent.h"
 #include "prefs/PreferenceChangeListener.h"
@@ -32,12 +33,17 @@ void PreferenceChangeNotifier::addPreferenceChangeListener(const WString& path,
                                                            const std::shared_ptr<PreferenceChangeListener>& listener) {
     NORQ_LOG_FUNCTION_CALL(u"norq_std::PreferenceChangeNotifier::addPreferenceChangeListener");
     const AutoLock<Lock> guard(lock());
-    const bool added = listeners[path].insert(listener).second;
-    if (added)
-        startEventDispatchThreadIfNecessary();
-    else
+    if (!listeners[path].insert(listener).second) {
         NORQ_LOG(DEBUG, u"norq_std::PreferenceChangeNotifier::addPreferenceChangeListener",
                  u"Change listener already in list.");
+        return;
+    }
+    try {
+        startEventDispatchThreadIfNecessary();
+    } catch (const NorqException&) { // or it would never be called
+        removePreferenceChangeListener(path, listener);
+        throw;
+    }
 }
 
 void PreferenceChangeNotifier::removePreferenceChangeListener(
