@@ -14,6 +14,9 @@ __attribute__((visibility("default"), noipa, no_sanitize("address", "undefined")
 }
 }
 
+/// A library that Java calls, and that catches nothing.
+extern "C" JNIEXPORT void JNICALL Java_norqtest_Probe_fault(JNIEnv* /*env*/, jclass /*type*/) { fakeMachineFault(); }
+
 extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** /*machine*/, void** /*env*/, void* arguments) {
     const auto& given = *static_cast<const JavaVMInitArgs*>(arguments);
     int length =

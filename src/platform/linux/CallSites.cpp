@@ -34,7 +34,7 @@ bool CallSites::next(CallSite& site) {
     site.begin = value();
     site.end = site.begin + value();
     site.cleansUp = value() != 0;
-    number(); // which exceptions
+    site.catches = number() != 0; // which exceptions
     return true;
 }
 

@@ -9,6 +9,7 @@ struct CallSite {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
     bool cleansUp = false; ///< or catches; otherwise the exception goes on to the caller
+    bool catches = false;  ///< some exception, perhaps not every
 
     bool covers(std::uintptr_t offset) const { return offset >= begin && offset < end; }
 };

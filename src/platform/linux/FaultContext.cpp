@@ -212,6 +212,34 @@ void FaultContext::leaveUnbuiltFrame() {
         caller->assignTo(registers);
 }
 
+namespace {
+
+bool catches(const StackFrame& frame) {
+    CallSites sites = frame.callSites();
+    for (CallSite site; sites.next(site);)
+        if (site.covers(frame.offset()))
+            return site.catches;
+    return false;
+}
+
+} // namespace
+
+bool FaultContext::runsIntoGeneratedCode(const StackBounds& stack) {
+    const mcontext_t interrupted = registers.uc_mcontext;
+    prepareForUnwinding(stack);
+    bool inside = false;
+    bool generated = false;
+    walkStack([&](const StackFrame& frame) {
+        inside = inside || (frame.isInterrupted() && frame.instruction() == instruction());
+        if (!inside)
+            return true;
+        generated = frame.returnAddress() != 0 && moduleOf(frame.instruction()) == nullptr;
+        return !generated && !catches(frame);
+    });
+    registers.uc_mcontext = interrupted;
+    return generated;
+}
+
 bool FaultContext::exhaustsStackInCLibrary(const StackBounds& stack) const {
     return isExhaustedStack(stack) && isInCLibrary(instruction());
 }

@@ -28,6 +28,10 @@ public:
     /// that is the call instruction.
     const void* module(const StackBounds& stack) const;
 
+    /// Whether an exception from here would meet, before anything that catches it, code that the dynamic loader does
+    /// not know. A virtual machine made that, and nothing can be thrown through it.
+    bool runsIntoGeneratedCode(const StackBounds& stack);
+
     /// Makes the interrupted place one that an exception can leave: a frame that was not yet built, and one that has no
     /// code, are taken away, as if the call instruction had failed.
     void prepareForUnwinding(const StackBounds& stack);

@@ -136,7 +136,9 @@ extern "C" void norqstdOnFault(int signal, siginfo_t* info, void* interrupted) {
         }
         if (!context.exhaustsStackInCLibrary(self.stack)) {
             const void* const module = context.module(self.stack);
-            if (module != nullptr && module != virtualMachine.load())
+            const void* const machine = virtualMachine.load();
+            if (module != nullptr && module != machine &&
+                (machine == nullptr || !context.runsIntoGeneratedCode(self.stack)))
                 translate(context, context.record(self.stack));
         } else if (self.returnFromCLibrary == 0 && self.reserve.open()) {
             self.deferred = context.record(self.stack);

@@ -7,7 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <dlfcn.h>
+#include <exception>
 
 namespace {
 
@@ -28,6 +31,24 @@ TEST(MachineFaults, MachineThenHandlers) {
     startMachine();
     EXPECT_EQ(faultsOnServedThread(true), "good");
     EXPECT_EQ(faultsOnServedThread(false), "good");
+}
+
+TEST(MachineFaults, BelowJavaAreNotThrownThroughIt) {
+    const int status = inChild([] {
+        NorqException::installHandler();
+        startMachine();
+        std::set_terminate([] { std::_Exit(10); });
+        const std::shared_ptr<JNIEnv> env = JVM::getInstance()->getEnv();
+        const Probe probe(*env);
+        try {
+            env->CallStaticVoidMethod(probe.type, probe.method("faultBelowJava", "(Ljava/lang/String;)V"),
+                                      env->NewStringUTF(FAKE_MACHINE));
+        } catch (const NorqException&) {
+            return 11;
+        }
+        return 12;
+    });
+    EXPECT_EQ(status, -SIGSEGV);
 }
 
 TEST(MachineFaults, OfAMachineThatIsBeingCreatedAreItsOwn) {

@@ -52,6 +52,15 @@ public final class Probe {
         };
     }
 
+    /** Of a library that is loaded with `load`. */
+    private static native void fault();
+
+    /** A processor fault in native code that Java called. */
+    public static void faultBelowJava(String library) {
+        System.load(library);
+        fault();
+    }
+
     private static int valueOf(Box box) {
         return box.value;
     }
