@@ -67,7 +67,8 @@ public:
     /// The body; calls the runnable, if there is one.
     void run() override;
 
-    /// Starts the body on a new, detached thread, which gets the name that stands at this moment.
+    /// Starts the body on a new, detached thread, which gets the name that stands at this moment. It runs under the
+    /// scheduling of the thread that calls `start`.
     ///
     /// Throws `NorqIllegalStateException` if the body runs already or `defaultStackSize` is refused,
     /// `NorqOutOfResourcesException` for want of memory or threads, `NorqAccessException`,
