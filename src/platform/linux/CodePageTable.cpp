@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 
 namespace norq_std_internal::platform {
 
@@ -83,6 +84,8 @@ public:
     static const CodePageTable* make(std::uint32_t codePage, const char* name) {
         UErrorCode error = U_ZERO_ERROR;
         const ConverterPtr converter(ucnv_open(name, &error));
+        if (error == U_MEMORY_ALLOCATION_ERROR)
+            throw std::bad_alloc(); // so that the next caller tries again
         if (U_FAILURE(error))
             return nullptr;
         ucnv_setFallback(converter.get(), true);
