@@ -252,7 +252,7 @@ void ThreadPimpl::end(const Run& run) {
         if (isCurrent(run) && !objectDestroyed) {
             state = THREAD_ENDED;
             startEvent.signal();
-            run.owner->signal();
+            run.owner->Waitable::signal(); // not virtual: a destructor of a subclass may be at work
         }
         ThreadIdMap::getInstance().removeCurrentThread();
     } catch (abi::__forced_unwind&) {
