@@ -67,8 +67,9 @@ std::string shown(const Page& page, const std::string& bytes) {
 /// as the same bytes again, but for the known doubles of a page, which still must mean the same.
 TEST(CodePageTest, ReadsAsTheCLibraryDoesAndWritesWhatItReads) {
     const Page pages[] = {
-        {1250, "CP1250", false}, {1251, "CP1251", false}, {1252, "CP1252", false}, {1254, "CP1254", false},
-        {1256, "CP1256", false}, {932, "CP932", true},    {936, "CP936", true},    {949, "CP949", true},
+        {1250, "CP1250", false}, {1251, "CP1251", false}, {1252, "CP1252", false},
+        {1254, "CP1254", false}, {1256, "CP1256", false}, {932, "CP932", true},
+        {936, "CP936", true},    {949, "CP949", true},    {950, "CP950", true},
     };
     for (const Page& page : pages) {
         const CLibrary library(page.name);
