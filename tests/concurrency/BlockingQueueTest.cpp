@@ -9,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <future>
+#include <memory>
 #include <new>
 #include <optional>
 #include <random>
@@ -26,6 +27,11 @@ using NumberQueue = StdDequeBlockingQueue<int, std::optional<int>>;
 
 Element make(const WString& text) { return std::make_shared<WString>(text); }
 
+/// Looks at the waiters of any object.
+struct Waiters : Waitable {
+    static std::size_t of(Waitable& object) { return (object.*&Waiters::getSubscriberCount)(); }
+};
+
 /// Sees how many threads wait on the events of the queue.
 class WatchedQueue : public NumberQueue {
 public:
@@ -33,6 +39,7 @@ public:
 
     bool hasRoomSignal() const { return notFull.isSignaled(); }
     void takeRoomSignal() { notFull.reset(); }
+    std::size_t consumers() { return Waiters::of(notEmpty); }
 };
 
 /// Runs out of memory once, when it is told to.
@@ -208,6 +215,16 @@ TEST(BlockingQueue, ShutdownEndsEveryWaitAndTakesPrecedence) {
         EXPECT_THROW(full.offer(1), NorqIllegalStateException);
         EXPECT_THROW(full.remove(1), NorqIllegalStateException);
     }
+}
+
+TEST(BlockingQueue, DestructionEndsAWait) {
+    auto queue = std::make_unique<WatchedQueue>(1);
+    Actor consumer;
+    const auto polling =
+        consumer.begin([pointer = queue.get()] { EXPECT_THROW(pointer->poll(-1), NorqWaitObjectDestroyedException); });
+    ASSERT_TRUE(eventually([&] { return queue->consumers() == 1; }));
+    queue.reset();
+    EXPECT_TRUE(becomesReady(polling));
 }
 
 TEST(BlockingQueue, AgreesWithAModel) {
