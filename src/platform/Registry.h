@@ -28,7 +28,8 @@ namespace norq_std_internal::platform {
 //
 // Others (112 disk full, 1117 input or output failed, ...) are the system's. A call that fails has changed nothing; one
 // that changes several things does all or none. Any thread may call. An open key stays usable when the database file is
-// replaced, and in a process that was forked; it is then the key of that path there.
+// replaced, and in a process that was forked while no other thread used the library; it is then the key of that path
+// there.
 
 using norq_std::HKey;
 
