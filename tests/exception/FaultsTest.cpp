@@ -197,6 +197,32 @@ TEST_F(FaultsTest, ExhaustedStackIsThrownTimeAndAgain) {
     ::setrlimit(RLIMIT_STACK, &before);
 }
 
+UNCHECKED std::size_t catchWhereItEnds(std::size_t depth) {
+    if (depth == deepest)
+        return 0;
+    volatile char frame[64];
+    frame[0] = static_cast<char>(depth);
+    try {
+        return catchWhereItEnds(depth + 1) + static_cast<std::size_t>(frame[0]) * 0;
+    } catch (const NorqRuntimeException&) {
+        return depth;
+    }
+}
+
+TEST_F(FaultsTest, ExhaustedStackMayBeCaughtByTheDeepestFrame) {
+    std::thread([] {
+        NorqException::installHandler();
+        for (int round = 0; round < 4; ++round) {
+            for (int i = 0; i < 5; ++i)
+                EXPECT_GT(catchWhereItEnds(1), 1000u);
+            if (round % 2 == 0)
+                EXPECT_EQ(faultOf([] { descendBare<8>(0); }).code, 0xC00000FDu);
+            else
+                NorqException::installHandler();
+        }
+    }).join();
+}
+
 std::size_t mappings() {
     std::ifstream maps("/proc/self/maps");
     return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(maps), {}, '\n'));

@@ -273,6 +273,8 @@ bool serveFaultsOfThisThread(FaultTranslator translator) {
         }
         if (virtualMachine.load() == nullptr)
             self.reserve.arrange(self.stack);
+    } else {
+        self.reserve.close();
     }
     self.translator = translator;
     return true;

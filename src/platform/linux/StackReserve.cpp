@@ -35,23 +35,31 @@ void StackReserve::arrange(StackBounds& bounds) {
         return;
     }
     start = lowest;
-    size = wanted;
+    closedSize = size = wanted;
     bounds.low = low + wanted;
 }
 
 bool StackReserve::open() {
-    if (start == nullptr || isOpen)
+    if (closedSize == 0 || ::mprotect(start, closedSize, PROT_READ | PROT_WRITE) != 0)
         return false;
-    isOpen = ::mprotect(start, size, PROT_READ | PROT_WRITE) == 0;
-    return isOpen;
+    closedSize = 0;
+    return true;
 }
 
 void StackReserve::close() {
-    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(start) + size;
-    constexpr std::size_t BelowThisFrame = 4096;
-    if (isOpen && here > end + BelowThisFrame)
-        isOpen = ::mprotect(start, size, PROT_NONE) != 0;
+    if (closedSize == size)
+        return;
+    // What closes it has its own frames to leave, and an exception to destroy.
+    constexpr std::uintptr_t LeftToThisFrame = 3 * 1024;
+    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto low = reinterpret_cast<std::uintptr_t>(start);
+    const std::uintptr_t end =
+        (reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) - LeftToThisFrame) / page * page;
+    if (end <= low + closedSize)
+        return;
+    const std::size_t wanted = std::min(static_cast<std::size_t>(end - low), size);
+    if (::mprotect(start, wanted, PROT_NONE) == 0)
+        closedSize = wanted;
 }
 
 void StackReserve::release(StackBounds& bounds) {
@@ -63,7 +71,7 @@ void StackReserve::release(StackBounds& bounds) {
         ownMapping = false;
     bounds.low -= size;
     start = nullptr;
-    isOpen = false;
+    closedSize = size = 0;
 }
 
 } // namespace norq_std_internal::platform
