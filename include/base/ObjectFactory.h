@@ -35,6 +35,7 @@ protected:
     virtual bool validKey(const K& key) const;
 
 private:
+    bool insert(const K& key, const std::shared_ptr<Object>& object);
     std::shared_ptr<Object> find(const K& key) const;
 
     std::map<K, std::shared_ptr<Object>> objects;

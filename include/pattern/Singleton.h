@@ -43,14 +43,16 @@ private:
     static T& create() {
         static Lock& __singletonLock = *new Lock;
         trace(u"Creating singleton <%ls>.");
-        const AutoLock<Lock> guard(__singletonLock);
-        std::shared_ptr<T>& pointer = instance();
-        if (!pointer) {
+        {
+            const AutoLock<Lock> guard(__singletonLock);
+            std::shared_ptr<T>& pointer = instance();
+            if (pointer)
+                return *pointer;
             pointer = std::shared_ptr<T>(new T, null_deleter());
             made.store(pointer.get(), std::memory_order_release);
-            trace(u"Created singleton <%ls>.");
         }
-        return *pointer;
+        trace(u"Created singleton <%ls>."); // the log's locks are not taken under ours
+        return *made.load(std::memory_order_relaxed);
     }
 
     static void trace(const WChar* format) {

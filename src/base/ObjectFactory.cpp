@@ -35,9 +35,14 @@ void ObjectFactory<K>::registerObject(const K& key, const std::shared_ptr<Object
     ErrorUtils::isNullEx(object, RegisterFunction, u"Object");
     if (!validKey(key))
         reject(u"Specified key is invalid: " + key);
-    const WriteGuard guard(*lock);
-    if (!objects.try_emplace(key, object).second)
+    if (!insert(key, object)) // the report takes the log's locks, and so not under ours
         reject(u"Object already exists for key: " + key);
+}
+
+template <class K>
+bool ObjectFactory<K>::insert(const K& key, const std::shared_ptr<Object>& object) {
+    const WriteGuard guard(*lock);
+    return objects.try_emplace(key, object).second;
 }
 
 template <class K>

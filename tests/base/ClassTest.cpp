@@ -4,10 +4,13 @@
 #include "exception/NorqException.h"
 #include "internal/LibraryLoad.h"
 #include "pattern/SingletonManager.h"
+#include "platform/DebugOutput.h"
+#include "support/Limits.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <future>
 #include <memory>
 
 namespace {
@@ -57,6 +60,22 @@ TEST(ClassTest, KeyIsTakenOnceAndNeverEmpty) {
     EXPECT_FALSE(Class::getInstance().registerClassNoEx(u"test.Once", object));
     EXPECT_FALSE(Class::getInstance().registerClassNoEx(u"test.Null", nullptr));
     EXPECT_TRUE(Class::getInstance().registerClassNoEx(u"test.Null", object));
+}
+
+TEST(ClassTest, RefusalIsLoggedWithoutTheLockOfTheRegistry) {
+    Plugin::registerClass();
+    int looked = 0;
+    std::future<void> lookUp;
+    norq_std_internal::platform::setDebugOutputSink([&](std::u16string_view text) {
+        if (text.find(u"Object already exists") == text.npos)
+            return;
+        // An appender may make an object by its name on another thread, or wait for one that does.
+        lookUp = std::async(std::launch::async, [] { Class::getInstance().getObject<Object>(u"test.Plugin"); });
+        looked += lookUp.wait_for(norqstd_test::longLimit()) == std::future_status::ready ? 1 : 1000;
+    });
+    Plugin::registerClass();
+    norq_std_internal::platform::setDebugOutputSink({});
+    EXPECT_EQ(looked, 1);
 }
 
 TEST(ClassTest, UnloadedManagerSaysSo) {

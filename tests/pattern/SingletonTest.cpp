@@ -1,10 +1,14 @@
 #include "pattern/Singleton.h"
+#include "platform/DebugOutput.h"
 #include "support/DebugCapture.h"
+#include "support/Limits.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <barrier>
+#include <future>
+#include <semaphore>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -46,6 +50,40 @@ TEST(SingletonTest, ThreadsThatMeetGetOneCompleteObject) {
         thread.join();
     EXPECT_EQ(std::set<Service*>(seen.begin(), seen.end()).size(), 1u);
     EXPECT_EQ(madeObjects, 1);
+}
+
+/// Its construction lasts until a second thread has asked for it.
+class Awaited : public Singleton<Awaited> {
+public:
+    static inline std::binary_semaphore first{0}, second{0};
+
+private:
+    friend class Singleton<Awaited>;
+    Awaited() {
+        first.release();
+        second.acquire();
+    }
+    static const char16_t* getSingletonName() { return u"Awaited"; }
+};
+
+TEST(SingletonTest, CreationIsLoggedWithoutTheLock) {
+    const norqstd_test::DebugCapture threshold(norq_std::TRACE);
+    int asked = 0; // the channel takes one line at a time
+    std::future<void> other;
+    std::future_status whenLogged{};
+    norq_std_internal::platform::setDebugOutputSink([&](std::u16string_view text) {
+        if (text.find(u"Creating singleton <Awaited>") != text.npos && ++asked == 2)
+            Awaited::second.release();
+        else if (text.find(u"Created singleton <Awaited>") != text.npos)
+            whenLogged = other.wait_for(norqstd_test::longLimit());
+    });
+    other = std::async(std::launch::async, [&] {
+        Awaited::first.acquire();
+        Awaited::getInstance();
+    });
+    Awaited::getInstance();
+    norq_std_internal::platform::setDebugOutputSink({});
+    EXPECT_EQ(whenLogged, std::future_status::ready);
 }
 
 int failuresLeft = 2;
