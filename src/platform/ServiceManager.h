@@ -23,7 +23,8 @@ NORQSTD_EXPORT bool isServiceInstalled(const norq_std::WString& name);
 /// ServiceExists if there is a unit of the name, and with InvalidName if that or a dependency cannot be one.
 NORQSTD_EXPORT bool installService(const ServiceInstallation& service);
 
-/// Removes the unit, and every link that enables it.
+/// Removes the unit, and every link that enables it. A link that the system does not give up is no failure: without the
+/// unit it starts nothing.
 NORQSTD_EXPORT bool removeService(const norq_std::WString& name);
 
 } // namespace norq_std_internal::platform

@@ -104,7 +104,7 @@ TEST_F(SNTServiceBaseTest, FirstArgumentIsCarriedOut) {
     const DebugCapture log;
     const WChar* const install[] = {u"x", u"-i"};
     EXPECT_EQ(1, service.ParseStandardArgs(2, install));
-    EXPECT_EQ(1u, log.count(u"my service failed to install. Error "));
+    EXPECT_EQ(1u, log.count(u"my service failed to install. Error 3\n"));
 }
 
 TEST_F(SNTServiceBaseTest, InstallingWritesAUnitThatRemovingRemoves) {
@@ -134,6 +134,12 @@ TEST_F(SNTServiceBaseTest, InstallingWritesAUnitThatRemovingRemoves) {
     EXPECT_EQ(0, service.Uninstall());
     for (const auto& entry : std::filesystem::recursive_directory_iterator(units()))
         EXPECT_TRUE(entry.is_directory()) << entry.path();
+
+    std::filesystem::create_directory(unit); // which cannot be removed as a file
+    std::filesystem::create_symlink(unit, link);
+    EXPECT_EQ(0, service.Uninstall());
+    EXPECT_TRUE(std::filesystem::is_symlink(link)) << "half removed";
+    std::filesystem::remove(unit);
 
     std::filesystem::remove_all(units() / (target + ".wants"));
     put(units() / (target + ".wants"), ""); // where the link should lie: nothing is left half done

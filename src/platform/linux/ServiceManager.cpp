@@ -227,7 +227,7 @@ bool enable(const Unit& unit) {
 }
 
 /// As `systemctl disable` does it: whatever target wants or requires the unit.
-bool disable(const Unit& unit) {
+void disable(const Unit& unit) {
     std::error_code error;
     for (fs::directory_iterator entry(unit.directory, error), end; !error && entry != end; entry.increment(error)) {
         const std::string extension = entry->path().extension().string();
@@ -235,10 +235,9 @@ bool disable(const Unit& unit) {
             continue;
         const fs::path link = entry->path() / unit.name;
         std::error_code ignored;
-        if (fs::is_symlink(fs::symlink_status(link, ignored)) && !fs::remove(link, error))
-            break;
+        if (fs::is_symlink(fs::symlink_status(link, ignored)))
+            fs::remove(link, ignored);
     }
-    return !error || failsNatively(error.value());
 }
 
 bool hasEntry(const fs::path& path) {
@@ -280,9 +279,10 @@ bool removeService(const WString& name) {
         return false;
     if (!hasEntry(unit.file()))
         return fails(ServiceNotFound);
-    if (!disable(unit))
-        return false;
-    return ::unlink(unit.file().c_str()) == 0 || failsNatively(errno);
+    if (::unlink(unit.file().c_str()) != 0)
+        return failsNatively(errno);
+    disable(unit);
+    return true;
 }
 
 } // namespace norq_std_internal::platform
