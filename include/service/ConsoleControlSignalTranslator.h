@@ -38,7 +38,7 @@ public:
     /// Back to the table above.
     void resetTranslations();
     /// From now on the event raises this signal; none for 0. The code 0xFFFFFFFF stands for every code that has no
-    /// translation of its own.
+    /// translation of its own. Throws `NorqIllegalArgumentException` for a number that is no signal.
     void setTranslationForCode(std::uint32_t code, int signal);
     void ignoreControlCode(std::uint32_t code);
 

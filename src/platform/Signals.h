@@ -25,6 +25,9 @@ NORQSTD_EXPORT SignalFunction signalFunction(int signal);
 /// Whether the signal does what the system does by default: nobody has set anything else, here or elsewhere.
 NORQSTD_EXPORT bool hasDefaultAction(int signal);
 
+/// Whether the system has a signal of this number.
+NORQSTD_EXPORT bool isSignal(int signal) noexcept;
+
 /// Does on the calling thread what the signal does: calls its function directly, or really raises it, even if the
 /// thread has blocked it.
 NORQSTD_EXPORT void raiseSignal(int signal);

@@ -2,9 +2,12 @@
 
 #include "base/ErrorUtils.h"
 #include "base/LogMacros.h"
+#include "base/StringUtils.h"
 #include "concurrency/AutoLock.h"
+#include "exception/NorqException.h"
 #include "log/NorqLoggerSTD.h"
 #include "platform/ConsoleControl.h"
+#include "platform/Error.h"
 #include "platform/Signals.h"
 #include "service/ISignalHandler.h"
 
@@ -83,6 +86,9 @@ void ConsoleControlSignalTranslator::setTranslationForCode(std::uint32_t code, i
     NORQ_LOG(DEBUG, u"norq_std::ConsoleControlSignalTranslator::setTranslationForCode",
              u"Now using signal (%d:%ls) for control code (%d:%ls)", signal, signalName(signal),
              static_cast<std::int32_t>(code), codeName(code));
+    if (signal != 0 && !platform::isSignal(signal))
+        throw NorqIllegalArgumentException(StringUtils::format(u"There is no signal %d.", signal),
+                                           platform::InvalidParameter);
     const AutoLock<Lock> guard(lock);
     if (code == EveryOtherCode)
         defaultSignal = signal;

@@ -4,6 +4,7 @@
 #include "service/AbstractExceptionHandler.h"
 #include "service/AbstractService.h"
 #include "service/ArgumentParser.h"
+#include "service/ConsoleControlSignalTranslator.h"
 #include "service/ServiceComponent.h"
 #include "service/ServiceComponentManager.h"
 #include "service/ServiceController.h"
@@ -157,6 +158,13 @@ TEST(ExceptionHandlers, PassOnWhatTheyDoNotHandle) {
     EXPECT_EQ(first->asked, 4);
     EXPECT_EQ(second->asked, 2);
     EXPECT_EQ(third->asked, 1);
+}
+
+TEST(ConsoleControlSignalTranslator, RefusesWhatIsNoSignal) {
+    ConsoleControlSignalTranslator& translator = ConsoleControlSignalTranslator::getInstance();
+    for (const int signal : {9999, 65, -1})
+        EXPECT_THROW(translator.setTranslationForCode(77, signal), NorqIllegalArgumentException);
+    EXPECT_NO_THROW(translator.ignoreControlCode(77));
 }
 
 class Service : public AbstractService {

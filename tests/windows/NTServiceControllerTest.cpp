@@ -4,6 +4,7 @@
 
 #include "concurrency/Concurrency.h"
 #include "exception/NorqException.h"
+#include "platform/ServiceControl.h"
 #include "service/AbstractService.h"
 #include "support/Actor.h"
 #include "support/DebugCapture.h"
@@ -59,9 +60,15 @@ private:
     std::vector<WString> calls;
 };
 
-/// The thread of signals stays for the life of the process: it is there before anything is counted.
+/// The thread of signals and the pipe of controls stay for the life of the process: they are there before anything is
+/// counted.
 struct SignalsServed {
-    SignalsServed() { static const RecordedService first; }
+    SignalsServed() {
+        static const RecordedService first;
+        setenv("INVOCATION_ID", "any", 1);
+        EXPECT_TRUE(norq_std_internal::platform::runServiceDispatcher(u"first", [](std::uint32_t, WChar**) {}));
+        unsetenv("INVOCATION_ID");
+    }
 };
 
 class NTServiceControllerTest : SignalsServed, public NothingLeft {

@@ -1,8 +1,10 @@
 // The handlers do no more than put the code into a pipe, so that it does not matter which thread a signal interrupts:
-// threads that were there before the dispatcher need not have blocked anything.
+// threads that were there before the dispatcher need not have blocked anything. The pipe stays for the life of the
+// process: a handler that was interrupted itself may write when the signals have been given back.
 
 #include "platform/linux/ControlSignals.h"
 
+#include "platform/linux/Descriptor.h"
 #include "windows/ServiceStatus.h"
 
 #include <atomic>
@@ -24,6 +26,16 @@ struct Installed {
     int signal = 0;
     struct sigaction before {};
 };
+
+struct Pipe {
+    Descriptor reading;
+    Descriptor writing;
+};
+
+Pipe& controlPipe() {
+    static Pipe& pipe = *new Pipe;
+    return pipe;
+}
 
 constinit std::atomic<int> target{-1};
 constinit std::atomic<pid_t> owner{0};
@@ -69,16 +81,29 @@ void onSignal(int signal, siginfo_t* info, void*) {
         put(target.load(std::memory_order_relaxed), control);
 }
 
+/// A forked copy of the process needs one of its own.
+bool preparePipe() {
+    Pipe& pipe = controlPipe();
+    if (owner == ::getpid())
+        return true;
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        return false;
+    target = -1;
+    pipe.reading = Descriptor(ends[0]);
+    pipe.writing = Descriptor(ends[1]);
+    owner = ::getpid();
+    return true;
+}
+
 } // namespace
 
 ControlSignals::ControlSignals() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (!preparePipe())
         return;
-    reading = Descriptor(ends[0]);
-    writing = Descriptor(ends[1]);
-    target = writing.get();
-    owner = ::getpid();
+    std::deque<std::uint32_t> late;
+    take(late);
+    target = controlPipe().writing.get();
 
     struct sigaction action {};
     action.sa_sigaction = &onSignal;
@@ -98,6 +123,8 @@ ControlSignals::ControlSignals() {
 
 ControlSignals::~ControlSignals() { giveBack(); }
 
+int ControlSignals::descriptor() const { return controlPipe().reading.get(); }
+
 void ControlSignals::giveBack() noexcept {
     if (!std::exchange(held, false))
         return;
@@ -107,12 +134,12 @@ void ControlSignals::giveBack() noexcept {
     target = -1;
 }
 
-void ControlSignals::wake() const noexcept { put(writing.get(), NoControl); }
+void ControlSignals::wake() const noexcept { put(controlPipe().writing.get(), NoControl); }
 
 void ControlSignals::take(std::deque<std::uint32_t>& controls) const {
     std::array<std::uint32_t, 64> codes;
     for (;;) {
-        const ssize_t bytes = ::read(reading.get(), codes.data(), sizeof codes);
+        const ssize_t bytes = ::read(descriptor(), codes.data(), sizeof codes);
         if (bytes < 0 && errno == EINTR)
             continue;
         if (bytes <= 0)

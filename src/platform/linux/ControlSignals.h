@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/linux/Descriptor.h"
-
 #include <array>
 #include <cstdint>
 #include <deque>
@@ -19,11 +17,11 @@ public:
     ControlSignals(const ControlSignals&) = delete;
     ControlSignals& operator=(const ControlSignals&) = delete;
 
-    bool valid() const { return writing.valid(); }
-    /// On the thread that made it; the descriptors stay.
+    bool valid() const { return held; }
+    /// On the thread that made it.
     void giveBack() noexcept;
     /// Ready to read when there is something to take.
-    int descriptor() const { return reading.get(); }
+    int descriptor() const;
     /// Wakes whoever waits for that; from any thread.
     void wake() const noexcept;
     /// Appends the controls that have come.
@@ -32,8 +30,6 @@ public:
     static constexpr std::size_t Count = 7;
 
 private:
-    Descriptor reading;
-    Descriptor writing;
     sigset_t maskBefore{};
     bool held = false;
 };

@@ -101,6 +101,7 @@ public:
     void report(const ServiceStatus& status);
 
 private:
+    void serve();
     void runMain();
     void endMain() noexcept;
     void wait(std::vector<pollfd>& descriptors);
@@ -132,6 +133,24 @@ private:
 
 void Dispatcher::run() {
     std::thread thread([this] { runMain(); });
+    struct Joined { // also where something leaves the loop: then the service is told to stop
+        ~Joined() {
+            dispatcher.deliver(norq_std::SERVICE_CONTROL_STOP);
+            thread.join();
+            dispatcher.signals.giveBack();
+        }
+        Dispatcher& dispatcher;
+        std::thread& thread;
+    };
+    {
+        const Joined joined{*this, thread};
+        serve();
+    }
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void Dispatcher::serve() {
     std::vector<pollfd> descriptors;
     while (!ended) {
         watchdog.tell(socket);
@@ -143,10 +162,6 @@ void Dispatcher::run() {
             deliverSessionChanges();
         }
     }
-    thread.join();
-    signals.giveBack();
-    if (failure)
-        std::rethrow_exception(failure);
 }
 
 void Dispatcher::runMain() {

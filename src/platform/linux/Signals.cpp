@@ -192,8 +192,10 @@ bool hasDefaultAction(int signal) {
     return action == SIG_DFL || (action == asBefore && defaultBefore);
 }
 
+bool isSignal(int signal) noexcept { return signal > 0 && signal < NSIG; }
+
 void raiseSignal(int signal) {
-    if (signal <= 0 || signal >= NSIG)
+    if (!isSignal(signal))
         return;
     const SignalFunction action = entryOf(signal).action.load();
     if (isFunction(action)) {
