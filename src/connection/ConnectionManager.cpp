@@ -248,9 +248,15 @@ void ConnectionManager::connect() {
         NORQ_LOG(TRACE, u"norq_std::ConnectionManager::connect", u"Doing recovery.");
         throw;
     }
+    try {
+        startRecoveryThreadIfNecessary();
+    } catch (const NorqException&) { // what nobody would look after must not stand
+        setCurrentHost({});
+        callDisconnectConnection(implementer);
+        throw;
+    }
     setIsConnected(true);
     setLastOperationTime();
-    startRecoveryThreadIfNecessary();
     wakeRecoveryThread();
     reportStatus(StatusEvent::Connected, u"norq_std::ConnectionManager::connect", getHost());
     notifyListeners(true, getHost());

@@ -38,10 +38,16 @@ void ConnectionManager::notifyListeners(bool isUp, const WString& host) {
         if (listeners.empty())
             return;
     }
-    startNotificationThreadIfNecessary();
     {
         const AutoLock<Lock> queueGuard(queueLock);
         statusQueue.push_back(std::make_shared<ServiceStatus>(isUp, host));
+    }
+    try {
+        startNotificationThreadIfNecessary();
+    } catch (const NorqException& e) { // the state has changed all the same: the next change tells of both
+        NORQ_LOG(DEBUG, u"norq_std::ConnectionManager::notifyListeners", u"%ls. No thread to notify listeners: <%ls>.",
+                 name.c_str(), e.toString().c_str());
+        return;
     }
     wakeNotificationThread();
 }
