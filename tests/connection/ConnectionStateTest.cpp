@@ -4,6 +4,7 @@
 #include "support/Actor.h"
 #include "support/DebugCapture.h"
 #include "support/NothingLeft.h"
+#include "thread/Thread.h"
 
 using namespace norq_std;
 using namespace norqstd_test;
@@ -132,6 +133,22 @@ const Transition transitions[] = {
      },
      Recovering,
      {"down host0"}},
+    {"failure of the connection without recovery",
+     Up,
+     [](ScriptedClient& c) {
+         c.manager.setRecoveryEnabled(false);
+         report(c, c.service->internalGetConnection());
+     },
+     Wanted,
+     {"down host0"}},
+    {"failed heartbeat without recovery",
+     Up,
+     [](ScriptedClient& c) {
+         c.manager.setRecoveryEnabled(false);
+         c.beatWith([] { throw NorqConnectException(u"No answer."); });
+     },
+     Wanted,
+     {"down host0"}},
     {"drop without recovery",
      Up,
      [](ScriptedClient& c) {
@@ -230,6 +247,56 @@ TEST_F(ConnectionState, follows_the_table_and_tells_of_it) {
             EXPECT_EQ(listener->next(), change);
         EXPECT_EQ(listener->next(), "down host0");
     }
+}
+
+TEST_F(ConnectionState, begins_recovery_at_a_report_about_an_older_connection) {
+    ScriptedClient client;
+    client.manager.setRecoveryInterval(FOREVER_MS);
+    client.service->inEachConnect([] { throw NorqObjectNotFoundException(u"Not configured."); });
+    EXPECT_THROW(client.manager.connect(), NorqObjectNotFoundException); // after which nothing recovers by itself
+    EXPECT_EQ(flagsOf(client.manager), flagsOf(Wanted));
+    client.service->inEachConnect({});
+    report(client, std::make_shared<int>(0));
+    EXPECT_TRUE(eventually([&] { return client.manager.isConnected(); }));
+}
+
+TEST_F(ConnectionState, has_a_thread_for_listeners_only_where_there_are_any) {
+    ScriptedClient client;
+    const DebugCapture log(TRACE);
+    client.manager.connect();
+    client.manager.disconnect();
+    EXPECT_EQ(log.count(u"Creating client notification thread."), 0U);
+    client.listen();
+    EXPECT_EQ(log.count(u"Creating client notification thread."), 1U);
+}
+
+/// Lets no thread of the library start while it lives.
+struct NoNewThreads {
+    NoNewThreads() { Thread::defaultStackSize = 1; }
+    ~NoNewThreads() { Thread::defaultStackSize = before; }
+    const std::uint32_t before = Thread::defaultStackSize;
+};
+
+TEST_F(ConnectionState, stays_sound_where_no_thread_can_be_started) {
+    ScriptedClient client;
+    const auto listener = std::make_shared<Listener>();
+    {
+        const NoNewThreads none;
+        EXPECT_THROW(client.manager.connect(), NorqException);
+        EXPECT_EQ(flagsOf(client.manager), flagsOf(Wanted));
+        EXPECT_EQ(client.service->internalGetConnection(), nullptr);
+    }
+    client.manager.connect();
+    {
+        const NoNewThreads none;
+        EXPECT_THROW(client.manager.addListener(listener), NorqException);
+        client.service->setDown({0});
+        client.manager.doRecovery(true); // by the thread that is there
+        EXPECT_TRUE(eventually([&] { return client.manager.isConnected(); }));
+    }
+    client.manager.disconnect();
+    for (const char* change : {"down host0", "up host1", "down host1"})
+        EXPECT_EQ(listener->next(), change);
 }
 
 TEST_F(ConnectionState, lets_the_recovery_thread_sleep_as_long_as_the_state_says) {

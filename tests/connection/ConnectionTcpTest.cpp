@@ -50,7 +50,7 @@ sockaddr_in loopback(std::uint16_t port) {
 /// Greets each client with a byte and answers each of its bytes with one, as far as its manner allows.
 class TcpService {
 public:
-    enum Manner { Answer, AnswerWhenTold, Hang, Reset };
+    enum Manner { Answer, AnswerWhenTold, Hang, Reset, FallSilent };
 
     explicit TcpService(Manner how = Answer)
         : manner(how) {
@@ -98,7 +98,8 @@ private:
             for (std::size_t i = 2; i < waiting.size(); ++i) {
                 char byte = 0;
                 if (waiting[i].revents != 0 &&
-                    (read(waiting[i].fd, &byte, 1) != 1 || send(waiting[i].fd, "+", 1, MSG_NOSIGNAL) != 1))
+                    (read(waiting[i].fd, &byte, 1) != 1 ||
+                     (manner != FallSilent && send(waiting[i].fd, "+", 1, MSG_NOSIGNAL) != 1)))
                     clients[i - 2] = Descriptor();
             }
             std::erase_if(clients, [](const Descriptor& client) { return client.fd < 0; });
@@ -112,7 +113,7 @@ private:
             setsockopt(client.fd, SOL_SOCKET, SO_LINGER, &now, sizeof now);
         if (manner == AnswerWhenTold)
             told.get_future().wait();
-        if (manner == Answer || manner == AnswerWhenTold)
+        if (manner == Answer || manner == AnswerWhenTold || manner == FallSilent)
             send(client.fd, "+", 1, MSG_NOSIGNAL);
         if (manner != Reset)
             clients.push_back(std::move(client));
@@ -235,6 +236,19 @@ TEST_F(ConnectionTcp, fails_over_when_a_service_vanishes_and_returns_when_it_is_
     for (const char* change : {"down service1", "up service0"})
         EXPECT_EQ(fixture.listener->next(), change);
     EXPECT_EQ(fixture.manager.getHost(), u"service0");
+}
+
+TEST_F(ConnectionTcp, leaves_a_service_that_falls_silent_while_it_is_connected) {
+    TcpService silent(TcpService::FallSilent);
+    TcpService answering;
+    Fixture fixture({{silent.port, 1000}, {answering.port}});
+    fixture.manager.setConnectionPolicy(std::make_shared<LastPlusOneConnectionPolicy>());
+    fixture.manager.setHeartBeatSender(fixture.client);
+    fixture.manager.setHeartBeatInterval(1);
+    fixture.manager.connect();
+    fixture.manager.setHeartBeatEnabled(true);
+    for (const char* change : {"up service0", "down service0", "up service1"})
+        EXPECT_EQ(fixture.listener->next(), change);
 }
 
 TEST_F(ConnectionTcp, waits_for_a_slow_answer_and_says_how_it_stands_meanwhile) {

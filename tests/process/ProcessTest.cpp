@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
+
 namespace norqstd_test {
 namespace {
 
@@ -127,6 +129,20 @@ TEST_F(ProcessTest, WhatCannotBeStartedThrowsAndLeavesNoChild) {
     EXPECT_EQ(platform::ProcessHandle::start({wide(CHILD_PROGRAM), {}, u"/no/such/folder"}), nullptr);
     EXPECT_EQ(platform::lastError(), platform::FileNotFound);
     EXPECT_TRUE(noneIsLeft());
+}
+
+TEST_F(ProcessTest, StartsThoughItsOwnWorkingDirectoryHasVanished) {
+    const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::filesystem::create_directory(path("gone"));
+    std::filesystem::current_path(path("gone"));
+    std::filesystem::remove(path("gone"));
+    for (const File& directory : {File(), at(folder())}) {
+        const Process process(at(CHILD_PROGRAM), u"exit 7", directory);
+        EXPECT_TRUE(ends(process));
+        EXPECT_EQ(process.getExitCode(), 7);
+    }
+    EXPECT_EQ(fchdir(before), 0);
+    close(before);
 }
 
 TEST_F(ProcessTest, TracesTheStartAndLeavesTheEnvironmentOut) {
