@@ -98,13 +98,16 @@ ProcessPimpl::ProcessPimpl(std::shared_ptr<ProcessHandle> attached)
 
 ProcessPimpl::~ProcessPimpl() { monitorThread->endWatch(); }
 
-std::shared_ptr<ProcessHandle> ProcessPimpl::findProcess(const WString& name, bool withTerminateRight) {
+std::shared_ptr<ProcessHandle> ProcessPimpl::findProcess(const WString& name, bool withTerminateRight,
+                                                         const std::set<std::uint32_t>& except) {
     constexpr const WChar* function = u"norq_std_internal::ProcessPimpl::findProcess";
     NORQ_LOG_FUNCTION_CALL(function);
     const auto right = withTerminateRight ? ProcessHandle::Right::Terminate : ProcessHandle::Right::Read;
     bool anyOpened = false;
     std::unique_ptr<NorqException> lastFailure;
     for (const std::uint32_t id : runningProcesses()) {
+        if (except.contains(id))
+            continue;
         std::shared_ptr<ProcessHandle> process = ProcessHandle::open(id, right);
         if (process == nullptr) {
             lastFailure.reset(openFailure(id).newInstance());

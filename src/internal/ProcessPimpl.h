@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 
 namespace norq_std {
 class Event;
@@ -31,7 +32,9 @@ public:
     ProcessPimpl(const ProcessPimpl&) = delete;
     ProcessPimpl& operator=(const ProcessPimpl&) = delete;
 
-    static std::shared_ptr<platform::ProcessHandle> findProcess(const norq_std::WString& name, bool withTerminateRight);
+    /// One that is none of the given ids.
+    static std::shared_ptr<platform::ProcessHandle> findProcess(const norq_std::WString& name, bool withTerminateRight,
+                                                                const std::set<std::uint32_t>& except = {});
     static std::shared_ptr<platform::ProcessHandle> findProcess(std::uint32_t id);
     static std::shared_ptr<platform::ProcessHandle> currentProcess();
     static void killProcess(platform::ProcessHandle& process);

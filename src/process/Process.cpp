@@ -8,6 +8,7 @@
 #include "process/IProcessEventListener.h"
 
 #include <algorithm>
+#include <set>
 #include <string>
 
 namespace norq_std {
@@ -90,11 +91,13 @@ void Process::killProcessByName(const WString& name) {
     constexpr const WChar* function = u"norq_std::Process::killProcessByName";
     NORQ_LOG_FUNCTION_CALL(function);
     try {
-        std::shared_ptr<platform::ProcessHandle> process;
-        do { // one that survives it would be found for ever
-            process = ProcessPimpl::findProcess(name, true);
+        std::set<std::uint32_t> survivors; // which would be found for ever
+        for (;;) {
+            const std::shared_ptr<platform::ProcessHandle> process = ProcessPimpl::findProcess(name, true, survivors);
             ProcessPimpl::killProcess(*process);
-        } while (process->hasEnded());
+            if (!process->hasEnded())
+                survivors.insert(process->id());
+        }
     } catch (const NorqException& e) {
         NORQ_LOG(DEBUG, function,
                  u"Caught exception while either finding process or killing process. Exception: <%ls>.",
