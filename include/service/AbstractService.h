@@ -2,6 +2,7 @@
 
 #include "service/Application.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -78,6 +79,7 @@ private:
 
     void runInForeground();
 
+    std::atomic<bool> isEnding{false}; ///< of the destruction: what derives from this is gone
     std::shared_ptr<IController> controller;
 };
 

@@ -19,7 +19,7 @@ AbstractService::AbstractService()
     translator.ignoreControlCode(CTRL_SHUTDOWN_EVENT);
 }
 
-AbstractService::~AbstractService() = default;
+AbstractService::~AbstractService() { isEnding = true; }
 
 WString AbstractService::toString() const { return u"AbstractService{}"; }
 

@@ -24,7 +24,10 @@ void ServiceController::callServiceStop() { service->stop(true); }
 
 void ServiceController::callServiceOnStart() { service->onStart(); }
 
-void ServiceController::callServiceOnStop() { service->onStop(); }
+void ServiceController::callServiceOnStop() {
+    if (!service->isEnding)
+        service->onStop();
+}
 
 void ServiceController::callServiceOnSessionConsoleConnect(const WString& user, const WString& domain,
                                                            std::uint32_t sessionId) {
