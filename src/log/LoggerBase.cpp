@@ -70,6 +70,18 @@ void guarded(WString& failure, Action action) {
     }
 }
 
+/// A time as it was when it was worked out: what an appender logs has another, in the same place.
+class OwnTime {
+public:
+    explicit OwnTime(std::string_view text)
+        : length(text.copy(bytes.data(), bytes.size())) {}
+    operator std::string_view() const { return {bytes.data(), length}; }
+
+private:
+    std::array<char, LogTimeText::longest> bytes;
+    std::size_t length;
+};
+
 [[gnu::noinline]] void report(const WString& failure, const LogRecord& record) {
     NorqLoggerSTD::getInstance().STD3012(u"norq_std::LoggerBase::append", failure.c_str(), record.threadId,
                                          WString(record.fileName).c_str(), WString(record.function).c_str(),
@@ -295,7 +307,7 @@ void LoggerBase::deliver(Statement& statement) {
         return;
     const LogRecord& record = statement.record;
     const LogEvent::Time now = LogEvent::now();
-    const std::string_view time = timeText->of(now.seconds, now.milliseconds);
+    const OwnTime time(timeText->of(now.seconds, now.milliseconds));
     std::unique_ptr<LogEvent> event;
     WString failure;
     int needed = NOTHING;
@@ -351,7 +363,7 @@ void LoggerBase::appendTo(RollingFileAppender& ring, std::span<const std::string
         return;
     }
     const LogEvent::Time now = LogEvent::now();
-    const std::string_view time = timeText->of(now.seconds, now.milliseconds);
+    const OwnTime time(timeText->of(now.seconds, now.milliseconds));
     WString failure;
     for (const Recipient& recipient : *current)
         guarded(failure, [&] {

@@ -1,6 +1,7 @@
 // The road of a line into the library's own rings: the same bytes as by an event, in one order, without an allocation.
 
 #include "base/LogMacros.h"
+#include "internal/LogTimeText.h"
 #include "log/CompressedRollingFileAppender.h"
 #include "log/DebugFileFilter.h"
 #include "log/LogFileFilter.h"
@@ -103,6 +104,40 @@ TEST_F(LogLinesTest, aRingHasTheBytesThatItsEventsGive) {
         EXPECT_EQ(lines, linesOf(name + "own"));
         EXPECT_GT(lines.size(), debug ? 100u : 70u);
     }
+}
+
+TEST_F(LogLinesTest, aLineHasItsOwnTimeWhateverAnAppenderLogsBefore) {
+    class Talker : public ILogAppender {
+    public:
+        explicit Talker(LoggerBase& target)
+            : ILogAppender(std::make_shared<DebugFileFilter>(), nullptr)
+            , logger(target) {}
+        Talker* newInstance(const Properties&) const override { return nullptr; }
+        LogEvent::Time outer{};
+
+    protected:
+        void localAppend(const LogEvent& event) override {
+            if (event.message != u"outer")
+                return;
+            outer = event.time;
+            while (LogEvent::now().milliseconds == outer.milliseconds) {
+            }
+            logger.log(INFO, u"f", u"nested", u"m", {}, 1, u"F", 1);
+        }
+        void localAppend(const WString&) override {}
+
+    private:
+        LoggerBase& logger;
+    };
+    LoggerBase logger;
+    const auto talker = std::make_shared<Talker>(logger);
+    logger.addAppender(talker);
+    add(logger, std::shared_ptr<ILogAppender>(RollingFileAppender().newInstance(at("own.log"))), false);
+    logger.log(INFO, u"f", u"outer", u"m", {}, 1, u"F", 1);
+    const std::vector<std::string> lines = linesOf("own");
+    ASSERT_EQ(lines.size(), 2u);
+    norq_std_internal::LogTimeText text;
+    EXPECT_TRUE(lines[1].starts_with(text.of(talker->outer.seconds, talker->outer.milliseconds))) << lines[1];
 }
 
 TEST_F(LogLinesTest, manyThreadsWriteTwoRingsInOneOrder) {
