@@ -17,6 +17,7 @@ void LibraryLoad::attach() {
 
 void LibraryLoad::detach() {
     endXml();
+    shutdownJniCallbacks();
     destroyLog();
     SingletonManager::destroyLocks();
     SingletonManager::destroyInstance();

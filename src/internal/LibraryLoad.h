@@ -28,5 +28,7 @@ void registerPrefsClasses();
 /// Start and end the XML parser, which is not ended under a thread that reads.
 void startXml();
 void endXml();
+/// Lets the threads go that wait for what Java is to be told, if there ever was anything to wait at.
+void shutdownJniCallbacks();
 
 } // namespace norq_std_internal

@@ -7,8 +7,10 @@
 #include "concurrency/Concurrency.h"
 #include "concurrency/Lock.h"
 #include "exception/NorqException.h"
+#include "internal/LibraryLoad.h"
 #include "thread/Thread.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace norq_std {
@@ -16,11 +18,15 @@ namespace {
 
 constexpr std::int32_t ShutdownGraceMs = 10; // for the pollers to leave their wait
 
+constinit std::atomic<bool> inUse{false};
+
 } // namespace
 
 JniCallbackQueue::JniCallbackQueue()
     : shutdownEvent(false, false)
-    , jobEvent(true, false) {}
+    , jobEvent(true, false) {
+    inUse.store(true, std::memory_order_relaxed);
+}
 
 JniCallbackQueue::~JniCallbackQueue() { shutdown(); }
 
@@ -98,3 +104,17 @@ void JniCallbackQueue::checkShutdown() const {
 bool JniCallbackQueue::isShutdown() const { return shutdownEvent.isSignaled(); }
 
 } // namespace norq_std
+
+namespace norq_std_internal {
+
+void shutdownJniCallbacks() {
+    if (!norq_std::inUse.load(std::memory_order_relaxed))
+        return;
+    try {
+        norq_std::JniCallbackQueue::getInstance().shutdown();
+    } catch (const norq_std::NorqException& e) { // the process ends: nobody is left to deal with it
+        e.logDebug(u"norq_std::JniCallbackQueue::shutdown");
+    }
+}
+
+} // namespace norq_std_internal

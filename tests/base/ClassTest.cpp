@@ -3,6 +3,7 @@
 #include "base/Configurable.h"
 #include "exception/NorqException.h"
 #include "internal/LibraryLoad.h"
+#include "jni/JniCallbackQueue.h"
 #include "pattern/SingletonManager.h"
 #include "platform/DebugOutput.h"
 #include "support/Limits.h"
@@ -76,6 +77,22 @@ TEST(ClassTest, RefusalIsLoggedWithoutTheLockOfTheRegistry) {
     Plugin::registerClass();
     norq_std_internal::platform::setDebugOutputSink({});
     EXPECT_EQ(looked, 1);
+}
+
+TEST(ClassTest, UnloadEndsTheWaitsForJavaCallbacks) {
+    const auto seenByPoller = [] {
+        JniCallbackQueue& queue = JniCallbackQueue::getInstance();
+        std::future<bool> poller = std::async(std::launch::async, [&] { return queue.dequeue(nullptr) == nullptr; });
+        norq_std_internal::LibraryLoad::detach();
+        if (poller.wait_for(norqstd_test::longLimit()) != std::future_status::ready)
+            std::_Exit(1);
+        try {
+            return poller.get() ? 0 : 2;
+        } catch (const NorqIllegalStateException&) { // it came too late to wait
+            return 0;
+        }
+    };
+    EXPECT_EXIT(std::_Exit(seenByPoller()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(ClassTest, UnloadedManagerSaysSo) {
