@@ -318,6 +318,76 @@ TEST_F(FaultsTest, ChainedRecordsBecomeNestedExceptions) {
     }
 }
 
+TEST_F(FaultsTest, EachCodeHasItsDescription) {
+    const struct {
+        std::uint32_t code;
+        const char16_t* text;
+    } descriptions[] = {
+        {0x80000002, u"The thread tried to read or write data that is misaligned on hardware that does not provide "
+                     u"alignment. For example, 16-bit values must be aligned on 2-byte boundaries; 32-bit values on "
+                     u"4-byte boundaries, and so on."},
+        {0x80000003, u"A breakpoint was "
+                     u"encountered."},
+        {0x80000004, u"A trace trap or other single-instruction mechanism signaled "
+                     u"that one instruction has been executed."},
+        {0xC0000005, u"The thread tried to read from or write to a virtual address "
+                     u"for which it does not have the appropriate access."},
+        {0xC0000006,
+         u"The thread tried to access a page that was not present, "
+         u"and the system was unable to load the page. For example, this exception might occur if a network connection "
+         u"is lost while running a program over the network."},
+        {0xC000001D, u"The thread tried to execute "
+                     u"an invalid instruction."},
+        {0xC0000025, u"The thread tried to continue execution "
+                     u"after a noncontinuable exception occurred."},
+        {0xC0000026, u"An exception handler returned an invalid disposition to the exception dispatcher. "
+                     u"Programmers using a high-level language such as C should never encounter this exception."},
+        {0xC000008C, u"The thread tried to access an array element "
+                     u"that is out of bounds and the underlying hardware supports bounds checking."},
+        {0xC000008D, u"One of the operands in a floating-point operation is denormal. "
+                     u"A denormal value is one that is too small to represent as a standard floating-point value."},
+        {0xC000008E, u"The thread tried to divide a floating-point value "
+                     u"by a floating-point divisor of zero."},
+        {0xC000008F, u"The result of a floating-point operation "
+                     u"cannot be represented exactly as a decimal fraction."},
+        {0xC0000090, u"This exception represents any floating-point exception "
+                     u"not included in this list."},
+        {0xC0000091, u"The exponent of a floating-point operation is greater "
+                     u"than the magnitude allowed by the corresponding type."},
+        {0xC0000092, u"The stack overflowed or underflowed "
+                     u"as the result of a floating-point operation."},
+        {0xC0000093, u"The exponent of a floating-point operation is less "
+                     u"than the magnitude allowed by the corresponding type."},
+        {0xC0000094, u"The thread tried to divide an integer value "
+                     u"by an integer divisor of zero."},
+        {0xC0000095, u"The result of an integer operation "
+                     u"caused a carry out of the most significant bit of the result."},
+        {0xC0000096, u"The thread tried to execute an instruction "
+                     u"whose operation is not allowed in the current machine mode."},
+        {0xC00000FD, u"The thread used up "
+                     u"its stack."},
+        {0xC00000FE, u"Win32 "
+                     u"exception"},
+    };
+    norq_std_internal::platform::FaultRecord record;
+    record.flags = 0x10;
+    record.address = 0xABCDEF;
+    record.parameterCount = 12;
+    for (std::uint32_t i = 0; i < record.parameterCount; ++i)
+        record.parameters[i] = 16 * i;
+    for (const auto& description : descriptions) {
+        record.code = description.code;
+        const Fault fault = faultOf([&] { norq_std_internal::throwFault(record); });
+        EXPECT_EQ(fault.code, description.code);
+        EXPECT_EQ(fault.text, description.text +
+                                  WString(u" Noncontinuable exception. ExceptionAddress = abcdef. NumberParameters = c."
+                                          u" Param 0 value = 0. Param 1 value = 10. Param 2 value = 20."
+                                          u" Param 3 value = 30. Param 4 value = 40. Param 5 value = 50."
+                                          u" Param 6 value = 60. Param 7 value = 70. Param 8 value = 80."
+                                          u" Param 9 value = 90. Param a value = a0. Param b value = b0."));
+    }
+}
+
 TEST_F(FaultsTest, ViolatedParameterIsThrownWithItsTexts) {
     const auto messageOf = [](const char16_t* expression, const char16_t* function, const char16_t* file,
                               std::uint32_t line) {
