@@ -223,6 +223,29 @@ TEST_F(FaultsTest, ExhaustedStackMayBeCaughtByTheDeepestFrame) {
     }).join();
 }
 
+// As a program has it, open to the compiler: the store through a pointer is what may throw.
+std::size_t descendInTheOpen(std::size_t depth, volatile std::size_t* reached) {
+    *reached = depth;
+    return depth == deepest ? 0 : descendInTheOpen(depth + 1, reached) + *reached;
+}
+
+TEST_F(FaultsTest, ExhaustedStackIsThrownFromWhatTheOptimizerHasSeenThrough) {
+    std::thread([] {
+        NorqException::installHandler();
+        volatile std::size_t reached = 0;
+        std::uint32_t code = 0;
+        try {
+            const Alive counted;
+            descendInTheOpen(1, &reached);
+        } catch (const NorqRuntimeException& e) {
+            code = static_cast<std::uint32_t>(e.getErrNum());
+        }
+        EXPECT_EQ(code, 0xC00000FDu);
+        EXPECT_GT(reached, 1000u);
+        EXPECT_EQ(alive, 0u);
+    }).join();
+}
+
 std::size_t mappings() {
     std::ifstream maps("/proc/self/maps");
     return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(maps), {}, '\n'));
