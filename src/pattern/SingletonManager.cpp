@@ -54,9 +54,14 @@ NorqIllegalStateException locksDestroyed() {
 SingletonManager& SingletonManager::getInstance() {
     if (holder().get() == nullptr)
         throw locksDestroyed();
-    if (instance.load(std::memory_order_acquire) == nullptr)
+    SingletonManager* object = instance.load(std::memory_order_acquire);
+    if (object == nullptr) {
         initInstance();
-    return *instance.load(std::memory_order_acquire);
+        object = instance.load(std::memory_order_acquire);
+    }
+    if (object == nullptr) // destroyed in the meantime
+        throw locksDestroyed();
+    return *object;
 }
 
 void SingletonManager::initLocks() { holder().set(std::make_shared<Locks>()); }
