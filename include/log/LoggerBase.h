@@ -73,7 +73,7 @@ private:
     std::unique_ptr<LogEvent> makeEvent(const norq_std_internal::LogRecord& record, LogEvent::Time now)
         NORQ_REQUIRES(lock);
     void replace(std::shared_ptr<const Recipients> list) NORQ_REQUIRES(lock);
-    static void appendTo(RollingFileAppender& ring, std::span<const std::string_view> lines);
+    static void appendTo(RollingFileAppender& ring, std::span<const std::string_view>& lines);
     void remember(LogEventPriority priority, int needed);
 
     Lock lock;

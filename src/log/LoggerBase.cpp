@@ -58,15 +58,17 @@ enum Need : std::uint8_t { NOTHING = 0, PLAIN_LINE = 1, DEBUG_LINE = 2, EVENT = 
     }
 }
 
-/// Runs `action`; what it throws becomes the text.
+/// Runs `action`; what it throws becomes the text. Whether it came to its end.
 template <class Action>
-void guarded(WString& failure, Action action) {
+bool guarded(WString& failure, Action action) {
     try {
         action();
+        return true;
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
         failure = describeFailure();
+        return false;
     }
 }
 
@@ -322,7 +324,8 @@ void LoggerBase::deliver(Statement& statement) {
                 recipient.appender->append(*event);
             } else if (need != NOTHING) {
                 const std::string_view line = statement.line(need, time);
-                appendTo(*recipient.ring, {&line, 1});
+                std::span<const std::string_view> lines(&line, 1);
+                appendTo(*recipient.ring, lines);
             }
         });
     }
@@ -333,7 +336,8 @@ void LoggerBase::deliver(Statement& statement) {
         report(failure, record);
 }
 
-void LoggerBase::appendTo(RollingFileAppender& ring, std::span<const std::string_view> lines) {
+/// What is left of `lines` when this throws begins with the line that failed.
+void LoggerBase::appendTo(RollingFileAppender& ring, std::span<const std::string_view>& lines) {
     while (!lines.empty()) {
         try {
             const std::size_t written = ring.rollingFile.writeLines(lines);
@@ -365,21 +369,31 @@ void LoggerBase::appendTo(RollingFileAppender& ring, std::span<const std::string
     const LogEvent::Time now = LogEvent::now();
     const OwnTime time(timeText->of(now.seconds, now.milliseconds));
     WString failure;
-    for (const Recipient& recipient : *current)
-        guarded(failure, [&] {
-            std::array<std::string_view, MOST_TOGETHER> lines;
-            std::size_t count = 0;
-            for (Statement* statement = first; statement != nullptr; statement = statement->next) {
-                if (const Need need = recipient.need(statement->record.priority); need != NOTHING)
-                    lines[count++] = statement->line(need, time);
-                if (count == lines.size() || (statement->next == nullptr && count != 0)) {
-                    appendTo(*recipient.ring, {lines.data(), count});
-                    count = 0;
-                }
+    const Statement* failed = nullptr;
+    for (const Recipient& recipient : *current) {
+        std::array<std::string_view, MOST_TOGETHER> lines;
+        std::array<const Statement*, MOST_TOGETHER> owners;
+        std::size_t count = 0;
+        for (Statement* statement = first; statement != nullptr; statement = statement->next) {
+            if (const Need need = recipient.need(statement->record.priority); need != NOTHING) {
+                if (guarded(failure, [&] { lines[count] = statement->line(need, time); }))
+                    owners[count++] = statement;
+                else
+                    failed = statement;
             }
-        });
-    if (!failure.empty())
-        report(failure, first->record);
+            if (count != lines.size() && statement->next != nullptr)
+                continue;
+            for (std::span<const std::string_view> rest(lines.data(), count); !rest.empty();) {
+                if (guarded(failure, [&] { appendTo(*recipient.ring, rest); }))
+                    break;
+                failed = owners[count - rest.size()];
+                rest = rest.subspan(1);
+            }
+            count = 0;
+        }
+    }
+    if (failed != nullptr)
+        report(failure, failed->record);
 }
 
 [[gnu::noinline]] std::unique_ptr<LogEvent> LoggerBase::makeEvent(const LogRecord& record, LogEvent::Time now) {
