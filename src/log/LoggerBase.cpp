@@ -190,14 +190,18 @@ void LoggerBase::removeAll() {
     replace(nullptr);
 }
 
-/// With the lock; what the body logs goes alone, since it may have taken an appender apart meanwhile.
+/// With the lock; what the body logs goes alone, since it may have taken an appender apart meanwhile, or be one.
 void LoggerBase::runHeld(const std::function<void()>& body) {
     const AutoLock<Lock> guard(lock);
     struct Restore {
-        ~Restore() { flag = before; }
-        bool& flag;
+        ~Restore() NORQ_NO_THREAD_SAFETY_ANALYSIS {
+            logger.delivering = before;
+            if (!before)
+                logger.replaced.clear();
+        }
+        LoggerBase& logger;
         const bool before;
-    } const restore{delivering, delivering};
+    } const restore{*this, delivering};
     delivering = true;
     body();
 }
@@ -418,13 +422,12 @@ void LoggerBase::remember(LogEventPriority priority, int needed) {
 }
 
 void LoggerBase::append(const LogEvent& event) {
-    const AutoLock<Lock> guard(lock);
-    const auto current = recipients;
-    if (!current)
-        return;
     WString failure;
-    for (const Recipient& recipient : *current)
-        guarded(failure, [&] { recipient.appender->append(event); });
+    runHeld([&]() NORQ_NO_THREAD_SAFETY_ANALYSIS {
+        if (const auto current = recipients)
+            for (const Recipient& recipient : *current)
+                guarded(failure, [&] { recipient.appender->append(event); });
+    });
     if (!failure.empty())
         report(failure, {event.priority, event.function, event.message, event.module, event.errorId, event.threadId,
                          event.fileName, event.lineNumber});

@@ -13,9 +13,13 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <atomic>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <unistd.h>
 
 using namespace norq_std;
 
@@ -50,6 +54,15 @@ public:
     void setProperty(const WString& key, const WString& value) override { seen += key + u"=" + value + u";"; }
     WString seen;
 };
+
+/// Returns once the thread waits, which for one that logs means that it has left its statement.
+void awaitSleep(long thread) {
+    std::string stat;
+    do {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::getline(file, stat);
+    } while (stat.find(") S ") == stat.npos);
+}
 
 class LoggerBaseTest : public testing::Test {
 protected:
@@ -182,6 +195,29 @@ TEST_F(LoggerBaseTest, anAppenderMayLogAndTakeItselfOut) {
     EXPECT_EQ(last->events[0].message, u"from inside");
     EXPECT_EQ(last->events[1].message, u"outer");
     EXPECT_FALSE(logger.containsAppender(self));
+}
+
+TEST_F(LoggerBaseTest, whatAnAppenderLogsDuringAnEventDoesNotBringOtherThreadsIn) {
+    std::thread other;
+    const auto probe = std::make_shared<ProbeAppender>([&] {
+        if (other.joinable())
+            return;
+        std::atomic<long> id{0};
+        other = std::thread([&] {
+            id = ::gettid();
+            info(logger, u"other");
+        });
+        while (id == 0)
+            std::this_thread::yield();
+        awaitSleep(id);
+        info(logger, u"from inside");
+    });
+    logger.addAppender(probe);
+    logger.append(LogEvent(INFO));
+    other.join();
+    ASSERT_EQ(probe->events.size(), 3u);
+    EXPECT_EQ(probe->events[0].message, u"from inside");
+    EXPECT_EQ(probe->events[2].message, u"other");
 }
 
 TEST_F(LoggerBaseTest, asksTheFilterAndUsesTheLayout) {
