@@ -9,8 +9,9 @@ using norq_std::SingletonManager;
 void LibraryLoad::attach() {
     SingletonManager::initLocks();
     initLogLocks();
+    registerRegistryPrefsClass();
     registerSystemClasses();
-    registerPrefsClasses();
+    registerFilePrefsClass();
     registerLogClasses();
     startXml();
 }

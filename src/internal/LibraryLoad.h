@@ -23,8 +23,9 @@ void registerLogClasses();
 void destroyLog();
 /// Paths.
 void registerSystemClasses();
-/// Factories of preferences.
-void registerPrefsClasses();
+/// Factories of preferences, the registry's before the paths and that of files behind them.
+void registerRegistryPrefsClass();
+void registerFilePrefsClass();
 /// Start and end the XML parser, which is not ended under a thread that reads.
 void startXml();
 void endXml();

@@ -5,9 +5,8 @@
 
 namespace norq_std_internal {
 
-void registerPrefsClasses() {
-    norq_std::RegistryPreferencesFactory::registerClass();
-    norq_std::FilePreferencesFactory::registerClass();
-}
+void registerRegistryPrefsClass() { norq_std::RegistryPreferencesFactory::registerClass(); }
+
+void registerFilePrefsClass() { norq_std::FilePreferencesFactory::registerClass(); }
 
 } // namespace norq_std_internal
