@@ -32,9 +32,9 @@ public:
     }
 
     /// Under the node's lock. What was not saved yet stands, whatever the file has: nothing is told of it.
-    void follow(bool deleted, const UnsavedValues& unsaved) {
-        checkFileForChanges(deleted, [&unsaved](Configuration& read) {
-            for (const auto& [key, value] : unsaved)
+    void follow(bool deleted, const UnsavedValues& mine) {
+        checkFileForChanges(deleted, [&mine](Configuration& read) {
+            for (const auto& [key, value] : mine)
                 if (value)
                     read.setValue(key, *value, defaultSection);
                 else
