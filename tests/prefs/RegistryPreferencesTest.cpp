@@ -225,9 +225,9 @@ TEST_F(RegistryPreferencesTest, TwoProcessesPutDifferentKeysAndLoseNone) {
     EXPECT_EQ(node->keys().size(), 2 * count);
 }
 
-/// How many writers are killed: NORQSTD_KILL_ROUNDS, or a few.
+/// How many writers are killed: NORQSTD_TEST_KILL_ROUNDS, or a few.
 std::size_t killRounds() {
-    const char* const set = std::getenv("NORQSTD_KILL_ROUNDS");
+    const char* const set = std::getenv("NORQSTD_TEST_KILL_ROUNDS");
     return set == nullptr ? norqstd_test::rounds(10) : std::strtoul(set, nullptr, 10);
 }
 
