@@ -1,6 +1,7 @@
-// norqstd-prefs-order [seconds [seed]]: threads do random operations on random nodes of one tree in memory and one in
-// files, remove branches while others descend into them, and add and remove listeners. Nothing may come but what the
-// operations say, and no thread may stand still. Under the thread sanitizer the order of all locks is checked too.
+// norqstd-prefs-order [seconds [seed]]: threads do random operations on random nodes of one tree in memory, one in
+// files and one in the registry, remove branches while others descend into them, and add and remove listeners. Nothing
+// may come but what the operations say, and no thread may stand still. Under the thread sanitizer the order of all
+// locks is checked too.
 
 #include "internal/LockWatch.h"
 #include "prefs/FileRoots.h"
@@ -11,6 +12,7 @@
 #include "prefs/FilePreferencesFactory.h"
 #include "prefs/PreferenceChangeEvent.h"
 #include "prefs/PreferenceChangeListener.h"
+#include "prefs/RegistryPreferences.h"
 #include "system/NorqSystem.h"
 
 #include <array>
@@ -76,7 +78,9 @@ public:
         } catch (const NorqIllegalStateException&) { // somebody removed the node
             ++refused;
             node = roots[number(roots.size())];
-        } catch (const NorqBackingStoreException&) { // somebody removed its directory, or wrote into it
+        } catch (const NorqBackingStoreException&) { // somebody removed its directory or key, or wrote into it
+            ++refused;
+        } catch (const NorqObjectNotFoundException&) { // somebody removed its key, which cannot be monitored
             ++refused;
         }
         ++steps;
@@ -111,9 +115,10 @@ private:
 
     void act() {
         const WString key(1, static_cast<WChar>(u'k' + number(4)));
+        const bool isRoot = node->absolutePath() == u"/"; // which cannot be removed, nor monitored in the registry
         switch (number(16)) {
         case 0:
-            if (node->absolutePath() != u"/")
+            if (!isRoot)
                 node->removeNode();
             return;
         case 1:
@@ -137,7 +142,9 @@ private:
         case 9:
             return void(node->toString());
         case 10:
-            return node->addPreferenceChangeListener(listener);
+            if (!isRoot)
+                node->addPreferenceChangeListener(listener);
+            return;
         case 11:
             return node->removePreferenceChangeListener(listener);
         case 12:
@@ -154,10 +161,11 @@ private:
 };
 
 int run(int seconds, unsigned seed) {
-    norqstd_test::FileRoots::get();
+    setenv("NORQSTD_REGISTRY_USER", (norqstd_test::FileRoots::get().system() / "hive").c_str(), 1);
     NorqSystem::getInstance().setProperty(u"default.PreferencesFactory", u"norq_std.FilePreferencesFactory");
     static const auto memory = norqstd_test::MemoryPreferences::newRoot();
-    const std::vector<std::shared_ptr<Preferences>> roots{memory, Preferences::userRoot()};
+    const std::vector<std::shared_ptr<Preferences>> roots{memory, Preferences::userRoot(),
+                                                          RegistryPreferences::getUserRoot()};
     std::vector<std::unique_ptr<Actor>> actors;
     for (unsigned i = 0; i < THREADS; ++i)
         actors.push_back(std::make_unique<Actor>(roots, seed + i));
