@@ -6,7 +6,6 @@
 #include "jni/JniCallbackQueue.h"
 #include "pattern/SingletonManager.h"
 #include "platform/DebugOutput.h"
-#include "support/DebugCapture.h"
 #include "support/Limits.h"
 
 #include <gtest/gtest.h>
@@ -78,23 +77,6 @@ TEST(ClassTest, RefusalIsLoggedWithoutTheLockOfTheRegistry) {
     Plugin::registerClass();
     norq_std_internal::platform::setDebugOutputSink({});
     EXPECT_EQ(looked, 1);
-}
-
-TEST(ClassTest, LoadRegistersInTheOrderInWhichNamesAreTaken) {
-    const auto namesInOrder = [] {
-        const norqstd_test::DebugCapture capture;
-        norq_std_internal::LibraryLoad::attach(); // every name is taken
-        WString names;
-        for (const WString& line : capture.lines())
-            if (const std::size_t at = line.find(u"for key: "); at != line.npos)
-                names += line.substr(line.rfind(u'.') + 1);
-        return names;
-    };
-    EXPECT_EXIT(std::_Exit(namesInOrder().starts_with(u"RegistryPreferencesFactory\nPaths\nFilePreferencesFactory\n"
-                                                      u"DebugFileFilter\nLogFileFilter\n")
-                               ? 0
-                               : 1),
-                ::testing::ExitedWithCode(0), "");
 }
 
 TEST(ClassTest, UnloadEndsTheWaitsForJavaCallbacks) {

@@ -1,6 +1,7 @@
 // The road of a line into the library's own rings: the same bytes as by an event, in one order, without an allocation.
 
 #include "base/LogMacros.h"
+#include "concurrency/TimeUtils.h"
 #include "internal/LogTimeText.h"
 #include "log/CompressedRollingFileAppender.h"
 #include "log/DebugFileFilter.h"
@@ -120,7 +121,8 @@ TEST_F(LogLinesTest, aLineHasItsOwnTimeWhateverAnAppenderLogsBefore) {
             if (event.message != u"outer")
                 return;
             outer = event.time;
-            while (LogEvent::now().milliseconds == outer.milliseconds) {
+            const std::uint64_t now = TimeUtils::getCurrentTimeMs();
+            while (TimeUtils::getCurrentTimeMs() == now) {
             }
             logger.log(INFO, u"f", u"nested", u"m", {}, 1, u"F", 1);
         }
