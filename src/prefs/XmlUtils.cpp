@@ -58,7 +58,7 @@ bool start(XmlSystem& system, const WChar* function) {
 [[noreturn]] void fail(const WChar* function, const WString& message) {
     const NorqXmlException exception(message);
     exception.logDebug(function);
-    throw exception;
+    throw NorqXmlException(exception);
 }
 
 [[noreturn]] void failToParse(const WChar* function, const WString& message) {
