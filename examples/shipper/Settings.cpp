@@ -40,7 +40,8 @@ std::string trimmed(const WString& value) {
 class LiveSettings::News : public norq_std::ConfigurationListener {
 public:
     void onConfigChange(const ConfigurationChangeEvent& event) override {
-        std::string text = "[" + bytesOf(event.getSection()) + "] " + bytesOf(event.getKey());
+        std::string text(1, '[');
+        text.append(bytesOf(event.getSection())).append("] ").append(bytesOf(event.getKey()));
         if (event.getEventType() == ConfigurationChangeEvent::Removed)
             text += " was removed";
         else

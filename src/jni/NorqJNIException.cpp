@@ -85,7 +85,7 @@ WString frameText(JNIEnv& env, const TraceMethods& methods, jobject element) {
         place = callForText(env, element, methods.getFileName);
         const jint line = env.CallIntMethod(element, methods.getLineNumber);
         if (env.ExceptionCheck() == JNI_FALSE && line > 0)
-            place += u":" + EncodingUtils::toStringFromLongLong(static_cast<std::uint64_t>(line));
+            place.append(1, u':').append(EncodingUtils::toStringFromLongLong(static_cast<std::uint64_t>(line)));
         env.ExceptionClear();
     }
     return u"\n\tat " + owner + u"." + method + u"(" + place + u")";

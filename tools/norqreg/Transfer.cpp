@@ -92,7 +92,7 @@ private:
     void check(const char* what, const KeyPath& path, const WString& name) {
         const char* const fault = name.find(u'/') != WString::npos ? "has a slash in its name" : faultOfName(name);
         if (fault != nullptr)
-            report(what + (" " + path.toReadable()), fault);
+            report(std::string(what).append(1, ' ').append(path.toReadable()), fault);
     }
     void report(const std::string& what, const char* fault) {
         ++faults;

@@ -249,7 +249,7 @@ ChangeHub::Walk ChangeHub::follow(Record& record) {
             std::deque<std::string> elements = elementsOf(target);
             rest.insert(rest.begin(), elements.begin(), elements.end());
             if (target.starts_with('/'))
-                directory = "/";
+                directory.assign(1, '/');
         } else if (S_ISDIR(status.st_mode)) {
             directory = entry;
         } else {

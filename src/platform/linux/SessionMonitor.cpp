@@ -60,7 +60,8 @@ std::optional<std::uint32_t> numberOf(std::string_view session) {
 }
 
 std::string nameOf(std::uint32_t number) {
-    return (number & CounterBit) != 0 ? "c" + std::to_string(number & ~CounterBit) : std::to_string(number);
+    std::string name((number & CounterBit) != 0 ? 1 : 0, 'c');
+    return name.append(std::to_string(number & ~CounterBit));
 }
 
 bool failsNatively(int result) {
