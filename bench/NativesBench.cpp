@@ -46,12 +46,12 @@ private:
             std::abort();
         folder = name;
         std::atexit([] { std::filesystem::remove_all(instance().folder); });
-        setenv("NORQSTD_REGISTRY_USER", name.c_str(), 1); // NOLINT(concurrency-mt-unsafe): before the first thread
+        setenv("LD_LIBRARY_PATH", BENCH_LIBRARY_FOLDER, 1); // NOLINT(concurrency-mt-unsafe): as below
+        setenv("NORQSTD_REGISTRY_USER", name.c_str(), 1);   // NOLINT(concurrency-mt-unsafe): before the first thread
         const auto option = [](const std::string& text) { return UtfUtils::utf8ToUtf16(text); };
         holder =
-            JVM::loadJVM(File(option(BENCH_JVM)),
-                         {option("-Djava.class.path=" BENCH_JAR), option("-Djava.library.path=" BENCH_LIBRARY_FOLDER),
-                          option("-Djava.util.prefs.userRoot=" + name), option("-Xmx256m")});
+            JVM::loadJVM(File(option(BENCH_JVM)), {option("-Djava.class.path=" BENCH_JAR),
+                                                   option("-Djava.util.prefs.userRoot=" + name), option("-Xmx256m")});
         env = holder->getEnv();
         side = env->FindClass("NativesBench");
         endIfFailed();

@@ -25,7 +25,7 @@ constexpr const WChar* LIBRARY = u"RuntimeLib";
 struct Entry {
     std::string version;
     WString home;
-    WString library;
+    WString machine; ///< path of libjvm.so
     const char* state;
 };
 
@@ -42,7 +42,7 @@ WString valueOf(const KeyPath& path, const WString& name) {
 void registerRuntime(const KeyPath& path, const Entry& entry) {
     const auto key = Key::make(path);
     key->get().setStrValue(HOME, entry.home);
-    key->get().setStrValue(LIBRARY, entry.library);
+    key->get().setStrValue(LIBRARY, entry.machine);
 }
 
 /// Registers what is new, unless it is to write nothing. Of two of one version the first counts.
@@ -50,11 +50,11 @@ std::vector<Entry> registerAll(const std::vector<JavaRuntime>& runtimes, bool is
     std::vector<Entry> entries;
     std::set<std::string> versions;
     for (const JavaRuntime& runtime : runtimes) {
-        Entry entry{runtime.version, widen(runtime.home.string()), widen(runtime.library.string()), "left out"};
+        Entry entry{runtime.version, widen(runtime.home.string()), widen(runtime.machine.string()), "left out"};
         const KeyPath path = RUNTIMES.child(widen(runtime.version));
         if (versions.insert(runtime.version).second) {
             const WString home = valueOf(path, HOME);
-            const bool isSame = home == entry.home && valueOf(path, LIBRARY) == entry.library;
+            const bool isSame = home == entry.home && valueOf(path, LIBRARY) == entry.machine;
             entry.state = isSame ? "unchanged" : home.empty() ? "added" : "changed";
             if (!isSame && !isDry)
                 registerRuntime(path, entry);
@@ -74,7 +74,7 @@ std::vector<Entry> pruneAll(bool isDry) {
         Entry entry{narrow(version), valueOf(path, HOME), valueOf(path, LIBRARY), "removed"};
         const auto there = findJavaRuntimes({narrow(entry.home)});
         const auto isIt = [&](const JavaRuntime& each) {
-            return each.version == entry.version && each.library == fs::path(narrow(entry.library));
+            return each.version == entry.version && each.machine == fs::path(narrow(entry.machine));
         };
         if (std::any_of(there.begin(), there.end(), isIt))
             continue;
@@ -91,7 +91,7 @@ void print(const std::vector<Entry>& entries, bool isJson) {
         auto json = std::make_shared<norq_std::JsonObject>();
         json->putString(u"version", widen(entry.version));
         json->putString(u"javaHome", entry.home);
-        json->putString(u"runtimeLib", entry.library);
+        json->putString(u"runtimeLib", entry.machine);
         json->putString(u"state", widen(entry.state));
         list->add(json);
         if (!isJson)

@@ -80,7 +80,7 @@ std::vector<JavaRuntime> findJavaRuntimes(const std::vector<fs::path>& places) {
         if (absent || std::any_of(found.begin(), found.end(), [&](const auto& each) { return each.home == home; }))
             return;
         JavaRuntime runtime{versionOf(home), home, libraryOf(home)};
-        if (!runtime.version.empty() && !runtime.library.empty())
+        if (!runtime.version.empty() && !runtime.machine.empty())
             found.push_back(std::move(runtime));
     };
     for (const fs::path& place : places) {

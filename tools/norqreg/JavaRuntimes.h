@@ -10,7 +10,7 @@ namespace norqreg {
 struct JavaRuntime {
     std::string version;           ///< such as "17.0.9" or "1.8.0_392"
     std::filesystem::path home;    ///< without links
-    std::filesystem::path library; ///< libjvm.so, below the home
+    std::filesystem::path machine; ///< libjvm.so, below the home
 };
 
 /// Those of which each place is or holds the home, each home once, in the order of the places. A place that is no

@@ -70,8 +70,7 @@ public final class LoggingTest {
     /** What a process of its own prints on standard output. */
     private static String printedFor(String path) throws Exception {
         Process process = new ProcessBuilder(System.getProperty("java.home") + "/bin/java", "-Xcheck:jni", "-Xmx64m",
-                "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp",
-                System.getProperty("java.class.path"), "LoggingTest", path)
+                "-cp", System.getProperty("java.class.path"), "LoggingTest", path)
                 .redirectError(ProcessBuilder.Redirect.INHERIT).start();
         String text = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
         Expect.equal(0, process.waitFor(), "its end");

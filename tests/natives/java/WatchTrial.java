@@ -63,8 +63,7 @@ public final class WatchTrial {
         List<Process> writers = new ArrayList<>();
         for (int i = 0; i < WRITERS; ++i)
             writers.add(new ProcessBuilder(System.getProperty("java.home") + "/bin/java", "-Xcheck:jni",
-                    "-Xmx64m", "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp",
-                    System.getProperty("java.class.path"), "WatchTrial", "write", Integer.toString(i), seconds)
+                    "-Xmx64m", "-cp", System.getProperty("java.class.path"), "WatchTrial", "write", Integer.toString(i), seconds)
                     .redirectError(ProcessBuilder.Redirect.INHERIT).start());
         long written = 0;
         Map<String, Long> finals = new HashMap<>();
