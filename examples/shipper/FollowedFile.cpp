@@ -91,10 +91,10 @@ void FollowedFile::openNew() {
     const int opened = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};
     const int error = opened < 0 ? errno : fstat(opened, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
+    if (old && (error == 0 || error == ENOENT)) // the last one may have been renamed with none to follow it
+        for (auto& reading : openBetween(*old, opened))
+            makeOld(std::move(reading));
     if (error == 0) {
-        if (old)
-            for (auto& reading : openBetween(*old, opened))
-                makeOld(std::move(reading));
         current = begin(opened);
         SHIPPER_SAY(norq_std::INFO, OPEN_NEW, "following " + path);
     } else {

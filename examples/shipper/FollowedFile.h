@@ -86,8 +86,8 @@ private:
     std::unique_ptr<Reading> reopen(const SourcePlace& place) const;
     /// Reads a file from its beginning, which is known for ever then.
     std::unique_ptr<Reading> begin(int opened) const;
-    /// Files that have the name of the path and an addition, were written after the one and before the other that is
-    /// open already, and were never read. Looked for while the later one is held, so that none slips through between.
+    /// Files that have the name of the path and an addition, were written after the one and before the other, and were
+    /// never read. The later one is held open meanwhile, so that none slips through between; it is -1 if there is none.
     Readings openBetween(const Reading& before, int after) const;
 
     const std::string path;

@@ -184,7 +184,8 @@ FollowedFile::Readings FollowedFile::openBetween(const Reading& before, int afte
     Readings readings;
     struct stat earlier {};
     struct stat later {};
-    if (!keeper || fstat(before.descriptor, &earlier) != 0 || fstat(after, &later) != 0)
+    const bool hasLater = after >= 0;
+    if (!keeper || fstat(before.descriptor, &earlier) != 0 || (hasLater && fstat(after, &later) != 0))
         return readings;
 
     // A file that was left is known by its first bytes too, since its inode may have been given to another.
@@ -202,9 +203,9 @@ FollowedFile::Readings FollowedFile::openBetween(const Reading& before, int afte
     const std::string leaf = fs::path(path).filename().string();
     for (auto& [name, file] :
          openFilesBeside(path, [&](const std::string& other) { return isRotatedName(other, leaf); })) {
-        const bool isLater = file.status.st_dev == later.st_dev && file.status.st_ino == later.st_ino;
-        if (!isLater && timeOf(file.status) >= timeOf(earlier) && timeOf(file.status) <= timeOf(later) &&
-            !isKnown(file))
+        const bool isOlder = !hasLater || (timeOf(file.status) <= timeOf(later) &&
+                                           (file.status.st_dev != later.st_dev || file.status.st_ino != later.st_ino));
+        if (isOlder && timeOf(file.status) >= timeOf(earlier) && !isKnown(file))
             candidates.emplace_back(timeOf(file.status), name, std::move(file));
     }
     std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {

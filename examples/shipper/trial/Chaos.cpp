@@ -44,8 +44,7 @@ public:
                 log << line.substr(first) << std::flush;
             }
             log.close();
-            if (!stop)
-                roll();
+            roll(); // the last one too: what was renamed arrives though no file follows it
         }
     }
 
