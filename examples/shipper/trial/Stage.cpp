@@ -29,12 +29,14 @@ namespace {
 namespace fs = std::filesystem;
 using norq_std::UtfUtils;
 
-/// Free at this moment.
+/// A free port of a loopback address of this process's own: it stays free while its collector is down.
 std::string freeAddress() {
     using boost::asio::ip::tcp;
+    namespace ip = boost::asio::ip;
+    const ip::address_v4 own(ip::address_v4::loopback().to_uint() + norq_std::Process::getCurrentProcessId());
     boost::asio::io_context context;
-    const tcp::acceptor acceptor(context, tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
-    return "127.0.0.1:" + std::to_string(acceptor.local_endpoint().port());
+    const tcp::acceptor acceptor(context, tcp::endpoint(own, 0));
+    return own.to_string() + ":" + std::to_string(acceptor.local_endpoint().port());
 }
 
 Arrived arrivedFrom(const std::string& event) {

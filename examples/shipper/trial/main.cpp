@@ -6,12 +6,14 @@
 #include "exception/NorqException.h"
 #include "internal/ConvertUTF.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <random>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -25,9 +27,14 @@ int run(const std::vector<std::string>& arguments) {
     const auto argument = [&](std::size_t index, const std::string& otherwise) {
         return index < arguments.size() ? arguments[index] : otherwise;
     };
-    std::string own = (std::filesystem::temp_directory_path() / "shipper-trial-XXXXXX").string();
+    std::string own; // removed if all went well
     const auto folder = [&](std::size_t index) {
-        return index < arguments.size() ? arguments[index] : std::string(mkdtemp(own.data()));
+        if (index < arguments.size())
+            return arguments[index];
+        own = (std::filesystem::temp_directory_path() / "shipper-trial-XXXXXX").string();
+        if (mkdtemp(own.data()) == nullptr)
+            throw std::system_error(errno, std::generic_category(), own);
+        return own;
     };
     const std::string mode = argument(0, "");
     int status = 2;
@@ -40,7 +47,7 @@ int run(const std::vector<std::string>& arguments) {
         status = trial::runFailOver(folder(2), std::stoi(arguments[1]));
     else
         std::fputs(USAGE, stderr);
-    if (status == 0 && own.find('X') == std::string::npos)
+    if (status == 0 && !own.empty())
         std::filesystem::remove_all(own);
     return status;
 }
