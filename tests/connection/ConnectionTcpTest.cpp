@@ -39,11 +39,12 @@ public:
     int fd;
 };
 
+/// On an address of this process's own, so that nobody else takes a port whose service has vanished.
 sockaddr_in loopback(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + static_cast<std::uint32_t>(getpid()));
     return address;
 }
 
@@ -224,8 +225,8 @@ TEST_F(ConnectionTcp, fails_over_when_a_service_vanishes_and_returns_when_it_is_
     fixture.manager.setHeartBeatInterval(1);
     fixture.manager.setHeartBeatEnabled(true);
     fixture.manager.connect();
-    first.vanish(); // the next heartbeat finds out
-    second.vanish();
+    second.vanish(); // first: else the connection may move there in between
+    first.vanish();  // the next heartbeat finds out
     for (const char* change : {"up service0", "down service0"})
         EXPECT_EQ(fixture.listener->next(), change);
     EXPECT_THROW(fixture.manager.connect(), NorqConnectException);
