@@ -8,6 +8,8 @@
 #include "base/JsonString.h"
 #include "exception/NorqException.h"
 
+#include <utility>
+
 namespace norqreg {
 namespace {
 
@@ -38,8 +40,9 @@ void walk(const KeyPath& top, std::int32_t depth, const Enter& enter, const Leav
     std::vector<Level> levels;
     const auto open = [&](const KeyPath& path) {
         const Key key(path);
+        auto below = levels.size() < static_cast<std::size_t>(depth) ? key.keys() : std::vector<WString>();
         enter(key, levels.size());
-        levels.push_back({path, levels.size() < static_cast<std::size_t>(depth) ? key.keys() : std::vector<WString>()});
+        levels.push_back({path, std::move(below)});
     };
     open(top);
     while (!levels.empty()) {
