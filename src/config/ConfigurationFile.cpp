@@ -5,6 +5,7 @@
 #include "concurrency/AutoLock.h"
 #include "config/IniConfigurationSerializer.h"
 #include "exception/NorqException.h"
+#include "internal/CloseAtEnd.h"
 #include "platform/Error.h"
 #include "platform/FileHandle.h"
 #include "platform/FileReplacement.h"
@@ -20,18 +21,6 @@ namespace platform = norq_std_internal::platform;
 using platform::Replacement;
 
 namespace {
-
-class CloseAtEnd {
-public:
-    explicit CloseAtEnd(LockedFile& openFile)
-        : file(openFile) {}
-    ~CloseAtEnd() { file.close(); }
-    CloseAtEnd(const CloseAtEnd&) = delete;
-    CloseAtEnd& operator=(const CloseAtEnd&) = delete;
-
-private:
-    LockedFile& file;
-};
 
 bool isDone(Replacement replacement) {
     if (replacement == Replacement::Failed)
@@ -116,7 +105,7 @@ void ConfigurationFile::load() {
     ErrorUtils::isNullEx(serializer, u"norq_std::ConfigurationFile::load", u"serializer");
     std::shared_ptr<ByteArray> bytes;
     {
-        const CloseAtEnd closing(lockedFile);
+        const norq_std_internal::CloseAtEnd closing(lockedFile);
         lockedFile.open(path, LockedFile::Read, nullptr);
         bytes = lockedFile.read();
     }
@@ -146,7 +135,7 @@ void ConfigurationFile::save() {
     if (isDone(platform::createFile(target, bytes->getArray().get(), size)))
         return;
     // Open for appending, the file is locked and created as for writing, and keeps its content.
-    const CloseAtEnd closing(lockedFile);
+    const norq_std_internal::CloseAtEnd closing(lockedFile);
     lockedFile.open(path, LockedFile::Append, nullptr);
     if (!isDone(platform::replaceFile(target, bytes->getArray().get(), size)))
         writeInPlace(target, *bytes);

@@ -5,6 +5,7 @@
 #include "concurrency/AutoLock.h"
 #include "exception/NorqException.h"
 #include "file/File.h"
+#include "internal/CloseAtEnd.h"
 #include "internal/FileText.h"
 #include "prefs/Preferences.h"
 #include "stream/ByteArray.h"
@@ -31,18 +32,6 @@ NodePath pathTo(const std::shared_ptr<Preferences>& node) {
     std::reverse(path.begin(), path.end());
     return path;
 }
-
-class CloseAtEnd {
-public:
-    explicit CloseAtEnd(LockedFile& openFile)
-        : file(openFile) {}
-    ~CloseAtEnd() { file.close(); }
-    CloseAtEnd(const CloseAtEnd&) = delete;
-    CloseAtEnd& operator=(const CloseAtEnd&) = delete;
-
-private:
-    LockedFile& file;
-};
 
 } // namespace
 
@@ -84,7 +73,7 @@ void PreferencesXmlWriter::writePrefsTree() {
 }
 
 void PreferencesXmlWriter::internalWritePrefs() {
-    const CloseAtEnd closing(lockedFile);
+    const norq_std_internal::CloseAtEnd closing(lockedFile);
     try {
         if (!lockedFile.isOpen())
             lockedFile.open(File(filename), LockedFile::Overwrite, nullptr);

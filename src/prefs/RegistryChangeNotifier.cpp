@@ -166,8 +166,9 @@ RegistryChangeNotifier::RegistryChangeNotifier()
     , updateEvent(std::make_shared<PlatformEvent>(PlatformEvent::Reset::Auto))
     , checkingThread(*this) {
     static constexpr WChar Function[] = u"norq_std::RegistryChangeNotifier::RegistryChangeNotifier";
-    const bool areValid = terminateEvent->valid() && updateEvent->valid();
-    ErrorUtils::isNullEx(areValid ? this : nullptr, Function, u"Event handle", ErrorUtils::getLastError());
+    ErrorUtils::isNullEx(terminateEvent->valid() ? this : nullptr, Function, u"Terminate event",
+                         ErrorUtils::getLastError());
+    ErrorUtils::isNullEx(updateEvent->valid() ? this : nullptr, Function, u"Update event", ErrorUtils::getLastError());
 }
 
 RegistryChangeNotifier::~RegistryChangeNotifier() { shutdown(); }
