@@ -3,7 +3,8 @@
 // A signal that only the thread receives has a handler that waits until the thread may go on. Between the signal and
 // the wait the handler looks where the thread stands. Under a shield (the log) the stop is put off to the shield's end.
 // In the code of another module (the allocator, the C library) it asks to be tried again, and after a moment it is; the
-// third time at the same place the thread is taken to block there, and is stopped. What is left are locks that are held
+// third time at the same place, asleep before each, the thread is taken to block there, and is stopped. One that is
+// ready and gets no processor stands still too, with the allocator's lock perhaps. What is left are locks that are held
 // around a blocking call, or in the thread's own code. Those are found by the probe: it takes the locks in question
 // while the thread stands, and a helper lets the thread go on for a moment if the probe makes no end; then the place
 // was a bad one, and another is tried.
@@ -21,12 +22,15 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <linux/futex.h>
 #include <pthread.h>
 #include <semaphore.h>
@@ -145,6 +149,7 @@ struct SuspendTarget::State {
     // Of others.
     bool stop();
     bool look(std::uint32_t request);
+    bool isAsleep() const;
     void letGo();
     void startHelper();
     void help();
@@ -289,17 +294,33 @@ bool SuspendTarget::State::look(std::uint32_t request) {
     return !word.compare_exchange_strong(expected, Running); // it may have answered just now
 }
 
+/// Whether the thread waits in the kernel; true as well where the system does not tell.
+bool SuspendTarget::State::isAsleep() const {
+    char path[64];
+    char stat[64]; // "number (name) state ..."
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", thread);
+    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return true;
+    const ssize_t size = ::read(file, stat, sizeof stat);
+    ::close(file);
+    const std::string_view text(stat, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    const std::size_t state = text.rfind(") ");
+    return state == std::string_view::npos || state + 2 == text.size() || text[state + 2] != 'R';
+}
+
 bool SuspendTarget::State::stop() {
     Place last;
     int same = 0;
     std::uint32_t request = Requested;
     for (int looks = 0;; ++looks) {
+        const bool asleep = isAsleep();
         if (!look(request))
             return false;
         const bool deferredTooLong = word.load() == Deferred && !awaitChange(word, Deferred, DeferralLimit);
         if (word.load() == Suspended)
             return true;
-        same = place == last ? same + 1 : 1;
+        same = asleep && place == last ? same + 1 : 1;
         last = place;
         if (deferredTooLong)
             request = Anywhere;
