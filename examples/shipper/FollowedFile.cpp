@@ -14,6 +14,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace shipper {
@@ -59,21 +60,26 @@ void FollowedFile::Reading::restart() {
 }
 
 void FollowedFile::Reading::drain(norq_std::Event* stop) {
-    const auto block = [this](char* buffer, std::size_t size) {
-        const ssize_t count = pread(descriptor, buffer, size, offset);
-        if (count > 0) {
-            offset += count;
-            last.append(buffer, static_cast<std::size_t>(count));
-            last.erase(0, last.size() - std::min(last.size(), REMEMBERED_BYTES));
-        }
-        return static_cast<std::ptrdiff_t>(count);
+    std::string before;
+    const auto block = [&](char* buffer, std::size_t size) {
+        // With the bytes in front, so that a truncation since the last look is not taken for new lines.
+        before.resize(last.size());
+        const iovec parts[] = {{before.data(), before.size()}, {buffer, size}};
+        const auto inFront = static_cast<ssize_t>(last.size());
+        const ssize_t count = preadv(descriptor, parts, 2, offset - inFront);
+        if (count <= inFront || before != last)
+            return std::min<std::ptrdiff_t>(count, 0);
+        offset += count - inFront;
+        last.append(buffer, static_cast<std::size_t>(count - inFront));
+        last.erase(0, last.size() - std::min(last.size(), REMEMBERED_BYTES));
+        return static_cast<std::ptrdiff_t>(count - inFront);
     };
-    const off_t before = offset;
+    const off_t begin = offset;
     while (!isSignalled(stop) && lines.take(block) > 0) {
     }
-    if (offset != before)
+    if (offset != begin)
         NORQ_LOG(norq_std::DEBUG, u"shipper::FollowedFile::drain", u"Read %lld bytes of <%ls>, now at %lld.",
-                 offset - before, *lines.getSource(), offset);
+                 offset - begin, *lines.getSource(), offset);
 }
 
 // ---- the path
