@@ -44,12 +44,12 @@ std::int32_t numberOf(const platform::RegistryValue& value) {
 /// As a text stream reads a number: behind white space, and up to what does not belong to it.
 bool parse(const WString& text, std::int32_t& number) {
     std::string narrow;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (narrow.empty() && WideChar::isSpace(text[at]))
+    for (const WChar unit : text) {
+        if (narrow.empty() && WideChar::isSpace(unit))
             continue;
-        if (!WideChar::isAsciiDigit(text[at]) && (!narrow.empty() || (text[at] != u'-' && text[at] != u'+')))
+        if (!WideChar::isAsciiDigit(unit) && (!narrow.empty() || (unit != u'-' && unit != u'+')))
             break;
-        narrow += static_cast<char>(text[at]);
+        narrow += static_cast<char>(unit);
     }
     const char* const begin = narrow.data() + (narrow.starts_with('+') ? 1 : 0);
     return std::from_chars(begin, narrow.data() + narrow.size(), number).ec == std::errc();

@@ -305,8 +305,8 @@ bool SuspendTarget::State::isAsleep() const {
     const ssize_t size = ::read(file, stat, sizeof stat);
     ::close(file);
     const std::string_view text(stat, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    const std::size_t state = text.rfind(") ");
-    return state == std::string_view::npos || state + 2 == text.size() || text[state + 2] != 'R';
+    const std::size_t nameEnd = text.rfind(") ");
+    return nameEnd == std::string_view::npos || nameEnd + 2 == text.size() || text[nameEnd + 2] != 'R';
 }
 
 bool SuspendTarget::State::stop() {
