@@ -197,7 +197,7 @@ TEST_F(NorqConfigTest, FollowsItsFile) {
     write(folder() / "b.cfg", "b=0\n");
     config->setPath(fileOf(folder() / "b.cfg"));
     write(path(), "unheard=1\n");
-    write(folder() / "b.cfg", "b=1\n");
+    write(folder() / "b.cfg", "b=one\n");
     EXPECT_EQ("Removed [] a=saved", events->next());
 }
 

@@ -235,6 +235,9 @@ TEST_F(StaticLogTest, noLineIsLostOrTornWhileEverythingChanges) {
         configure(text(round));
     for (std::thread& writer : writers)
         writer.join();
+    configure("[Debug Log]\nThreshold=ERROR\n[Log Appenders]\n" + appender("plain", "size=3 MB\nfiles=506") +
+              debugAppender);
+    ASSERT_TRUE(eventually([] { return StaticLog::getThreshold() == ERROR; })); // and the files stay as they are
     std::set<std::string> seen;
     for (const auto& entry : fs::directory_iterator(folder / "log")) {
         if (entry.path().extension() != ".log")

@@ -169,10 +169,11 @@ TEST_F(FilePreferencesTest, AFileThatIsHeldIsWaitedFor) {
     held.open(norqstd_test::at(file), LockedFile::Read, nullptr);
     norqstd_test::Actor other;
     node->put(u"k", u"w");
-    const auto flushed = other.begin([this] { node->flush(); });
+    auto flushed = other.begin([this] { node->flush(); });
     EXPECT_FALSE(norqstd_test::isReady(flushed));
     held.close();
-    EXPECT_TRUE(norqstd_test::becomesReady(flushed));
+    ASSERT_TRUE(norqstd_test::becomesReady(flushed));
+    flushed.get();
     EXPECT_EQ(got(file), "k=w\r\n");
 }
 

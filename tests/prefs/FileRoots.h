@@ -22,7 +22,7 @@ public:
 
 private:
     FileRoots()
-        : folder(std::filesystem::temp_directory_path() / ("norqstd-prefs-" + std::to_string(getpid())))
+        : folder(make())
         , userFolder(folder / "user")
         , systemFolder(folder / "system")
         , owner(getpid()) {
@@ -34,6 +34,11 @@ private:
     ~FileRoots() {
         if (owner == getpid())
             std::filesystem::remove_all(folder);
+    }
+
+    static std::string make() {
+        std::string name = (std::filesystem::temp_directory_path() / "norqstd-prefs-XXXXXX").string();
+        return mkdtemp(name.data()) != nullptr ? name : std::string();
     }
 
     const std::filesystem::path folder;

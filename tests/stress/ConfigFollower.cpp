@@ -200,8 +200,8 @@ void run(const fs::path& folder, std::chrono::seconds duration, Random& random) 
         // Whatever it left, another writer can go on at once; every so often the follower gets time to be equal to it.
         if (killed % 8 == 7) {
             ConfigurationFile last(fileOf(path), nullptr);
-            fill(last, 1'000'000 + killed);
-            for (bool saved = false; !saved;) // until the follower does not read it
+            fill(last, 1'401'399 + 1'400 * killed); // larger than any that a writer left: size and time are looked at
+            for (bool saved = false; !saved;)       // until the follower does not read it
                 try {
                     last.save();
                     saved = true;
