@@ -111,9 +111,10 @@ TEST_F(ConnectionCallback, may_be_called_back_from_a_listener) {
 TEST_F(ConnectionCallback, closes_what_a_listener_connects_while_the_manager_is_destroyed) {
     const auto service = std::make_shared<ScriptedService>(1);
     const auto listener = std::make_shared<Listener>();
+    int calls = 0;
     {
         ConnectionManager manager(u"client", service);
-        listener->inEachCall([&manager, calls = 0]() mutable {
+        listener->inEachCall([&manager, &calls] {
             if (++calls > 1)
                 manager.connect();
         });

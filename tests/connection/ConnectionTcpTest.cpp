@@ -128,7 +128,8 @@ private:
 
 struct Endpoint {
     std::uint16_t port;
-    int timeoutMs = longLimitMillis();
+    int timeoutMs = longLimitMillis(); ///< for the greeting
+    int answerMs = longLimitMillis();
 };
 
 class TcpClient : public IConnectionImplementer, public ISendHeartBeat {
@@ -148,7 +149,7 @@ public:
         const sockaddr_in address = loopback(selected.port);
         if (connect(connecting->fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             throw NorqConnectException(u"Refused.", errno);
-        awaitByte(connecting->fd);
+        awaitByte(connecting->fd, selected.timeoutMs);
         const std::lock_guard guard(mutex);
         connection = connecting;
     }
@@ -161,7 +162,7 @@ public:
         const auto used = held();
         if (!used || send(used->fd, "?", 1, MSG_NOSIGNAL) != 1)
             throw NorqConnectException(u"Gone.", errno);
-        awaitByte(used->fd);
+        awaitByte(used->fd, selected.answerMs);
     }
 
 private:
@@ -169,10 +170,10 @@ private:
         const std::lock_guard guard(mutex);
         return connection;
     }
-    void awaitByte(int fd) const {
+    static void awaitByte(int fd, int limitMs) {
         pollfd waiting{fd, POLLIN, 0};
         char byte = 0;
-        if (poll(&waiting, 1, selected.timeoutMs) != 1 || read(fd, &byte, 1) != 1)
+        if (poll(&waiting, 1, limitMs) != 1 || read(fd, &byte, 1) != 1)
             throw NorqConnectException(u"No answer.", errno);
     }
 
@@ -196,11 +197,11 @@ struct Fixture {
 };
 
 TEST_F(ConnectionTcp, passes_over_services_that_refuse_hang_and_reset) {
-    TcpService refusing;
-    refusing.vanish();
     TcpService hanging(TcpService::Hang);
     TcpService resetting(TcpService::Reset);
     TcpService answering;
+    TcpService refusing; // last: none of the others takes its port
+    refusing.vanish();
     Fixture all({{refusing.port}, {hanging.port, 50}, {resetting.port}, {answering.port}});
     all.manager.setTryAllServices(true);
     all.manager.connect();
@@ -242,7 +243,7 @@ TEST_F(ConnectionTcp, fails_over_when_a_service_vanishes_and_returns_when_it_is_
 TEST_F(ConnectionTcp, leaves_a_service_that_falls_silent_while_it_is_connected) {
     TcpService silent(TcpService::FallSilent);
     TcpService answering;
-    Fixture fixture({{silent.port, 1000}, {answering.port}});
+    Fixture fixture({{silent.port, longLimitMillis(), 1000}, {answering.port}});
     fixture.manager.setConnectionPolicy(std::make_shared<LastPlusOneConnectionPolicy>());
     fixture.manager.setHeartBeatSender(fixture.client);
     fixture.manager.setHeartBeatInterval(1);

@@ -58,6 +58,7 @@ struct ScriptedClient {
         manager.setKeepConnectionAlive(false);
         service->inEachConnect({});
         service->inEachClose({});
+        manager.disconnect(); // first: a walk under way would meet services that are down and others that are up
         service->setDown({});
     }
 

@@ -290,6 +290,7 @@ public:
         begun.signal();
         awaitEvent(goOn);
         while (!isShutdown()) {
+            ++sleeps;
             lastSleep = sleepForPeriod(period);
             ++rounds;
             if (period > 0)
@@ -298,7 +299,7 @@ public:
     }
 
     Event begun{true, false}, goOn{true, false};
-    std::atomic<int> rounds{0}, lastSleep{99};
+    std::atomic<int> sleeps{0}, rounds{0}, lastSleep{99};
     std::atomic<std::int32_t> period{-1};
 };
 
@@ -309,7 +310,8 @@ TEST_F(NotificationThreadTest, WakeupsAreKeptAndShutdownIsTakenBackByStart) {
     worker.wakeup();
     worker.wakeup(); // during the work: one sleep is ended, not two
     worker.goOn.signal();
-    ASSERT_TRUE(eventually([&] { return worker.rounds == 1; }));
+    ASSERT_TRUE(eventually([&] { return worker.sleeps == 2; })); // past its look at the shutdown
+    EXPECT_EQ(worker.rounds, 1);
     EXPECT_EQ(worker.lastSleep, 0);
     EXPECT_FALSE(worker.join(0));
     worker.shutdown();

@@ -279,19 +279,23 @@ TEST_P(ManagedProcessTest, TellsItsStatesAndTakesSignalsAsControls) {
     sample.signal(SIGHUP);
     EXPECT_TRUE(listener.next().starts_with("RELOADING=1\nMONOTONIC_USEC="));
     EXPECT_EQ("READY=1", listener.next());
-    sample.signal(SIGRTMIN + 1, 200);
+    const auto userControls = [&sample] {
+        const std::string log = sample.log();
+        int count = 0;
+        for (std::size_t at = 0; (at = log.find("user control message", at)) != std::string::npos; ++at)
+            ++count;
+        return count;
+    };
     sample.signal(SIGRTMIN + 1, 300); // no control
     sample.signal(SIGRTMIN + 1);      // without a value
+    sample.signal(SIGRTMIN + 1, 200);
+    EXPECT_TRUE(eventually([&] { return userControls() == 2; })); // the reload and 200, which a stop could overtake
     sample.signal(SIGTERM);
     EXPECT_EQ("STATUS=Stopping\nSTOPPING=1", listener.next());
     EXPECT_EQ("STATUS=Stopped", listener.next());
     EXPECT_EQ("onStop", sample.line());
     EXPECT_EQ(0, sample.end());
-    const std::string log = sample.log();
-    std::size_t userControls = 0;
-    for (std::size_t at = 0; (at = log.find("user control message", at)) != std::string::npos; ++at)
-        ++userControls;
-    EXPECT_EQ(2u, userControls) << log; // the reload and 200
+    EXPECT_EQ(2, userControls()) << sample.log();
 }
 INSTANTIATE_TEST_SUITE_P(Sockets, ManagedProcessTest, ::testing::Values("/", "@"));
 
@@ -326,6 +330,10 @@ TEST_F(NTServiceControllerTest, FailuresEndTheProcessAndAreTold) {
         EXPECT_TRUE(listener.next().starts_with("STATUS=Running"));
         EXPECT_EQ("STATUS=Stopping\nSTOPPING=1", listener.next());
     }
+}
+
+TEST_F(NTServiceControllerTest, AStopThatFailsIsTold) {
+    NotifyListener listener(socketPath());
     RunningSample sample(folder(), {{"NOTIFY_SOCKET", listener.name}, {"SAMPLE", "stop"}});
     EXPECT_EQ("STATUS=Starting", listener.next());
     EXPECT_TRUE(listener.next().starts_with("STATUS=Running"));

@@ -11,7 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -215,13 +217,19 @@ TEST_F(MachineTest, ALongLoopKeepsNoLocalReferences) {
             getJniString(mine.get(), mine->NewStringUTF("c"));
         };
         // A reference that is left behind in each round takes a word of native memory, and what it refers to.
-        constexpr std::size_t Many = 100'000;
+        constexpr std::size_t Many = 200'000;
         for (std::size_t i = 0; i < rounds(Many); ++i)
             round();
-        const std::size_t before = residentPages();
-        for (std::size_t i = 0; i < rounds(Many); ++i)
-            round();
-        EXPECT_LT(residentPages(), before + 256) << "pages";
+        // The machine itself takes more now and then, for compiled code or a larger part of its heap.
+        constexpr std::size_t Room = 256;
+        std::size_t least = SIZE_MAX;
+        for (int turn = 0; turn < 5 && least >= Room; ++turn) {
+            const std::size_t before = residentPages();
+            for (std::size_t i = 0; i < rounds(Many); ++i)
+                round();
+            least = std::min(least, std::max(residentPages(), before) - before);
+        }
+        EXPECT_LT(least, Room) << "pages";
     }).join();
 }
 
