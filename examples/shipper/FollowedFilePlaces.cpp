@@ -208,8 +208,13 @@ FollowedFile::Readings FollowedFile::openBetween(const Reading& before, int afte
         if (isOlder && timeOf(file.status) >= timeOf(earlier) && !isKnown(file))
             candidates.emplace_back(timeOf(file.status), name, std::move(file));
     }
-    std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
-        return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) < std::get<0>(b) : std::get<1>(a) > std::get<1>(b);
+    // Of the same moment, the one with the larger number is older: "log.10" before "log.9".
+    const auto hasLargerNumber = [](const std::string& a, const std::string& b) {
+        return a.size() != b.size() ? a.size() > b.size() : a > b;
+    };
+    std::sort(candidates.begin(), candidates.end(), [&](const Candidate& a, const Candidate& b) {
+        return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) < std::get<0>(b)
+                                                : hasLargerNumber(std::get<1>(a).string(), std::get<1>(b).string());
     });
     for (auto& [time, name, file] : candidates) {
         SHIPPER_SAY(norq_std::INFO, OPEN_BETWEEN, name.string() + " was " + path + " meanwhile");

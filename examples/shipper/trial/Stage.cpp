@@ -15,6 +15,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -89,7 +90,10 @@ Stage::Stage(const fs::path& stageFolder, std::size_t count, shipper::StateNode:
     for (std::size_t i = 0; i < count; ++i) {
         Collector collector;
         collector.name = "collector-" + std::to_string(i + 1);
-        collector.address = freeAddress();
+        do // one that is free, and that no other of the stage is to have
+            collector.address = freeAddress();
+        while (std::ranges::any_of(collectors,
+                                   [&](const Collector& other) { return other.address == collector.address; }));
         const std::string event = own + "-" + collector.name;
         collector.stopEvent = UtfUtils::utf8ToUtf16(event);
         fs::create_directories(folder / collector.name);
