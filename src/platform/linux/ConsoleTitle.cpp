@@ -55,11 +55,13 @@ private:
 /// Takes away what was written, all of it unless it fails.
 bool write(int terminal, std::string_view& bytes) {
     const BackgroundOutputAllowed allowed;
-    const Clock::time_point end = Clock::now() + WriteLimit;
+    Clock::time_point end = Clock::now() + WriteLimit;
     while (!bytes.empty()) {
         const ssize_t written = ::write(terminal, bytes.data(), bytes.size());
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
+            if (written > 0)
+                end = Clock::now() + WriteLimit; // the terminal takes output
             continue;
         }
         if (errno == EINTR)
