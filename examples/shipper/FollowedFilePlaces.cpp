@@ -7,9 +7,12 @@
 #include "thread/Thread.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <string_view>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -29,8 +32,11 @@ constexpr const norq_std::WChar* OPEN_BETWEEN = u"shipper::FollowedFile::openBet
 
 /// An open regular file that is closed unless it is taken.
 struct OpenFile {
+    /// Throws `StateError` where no more files can be open: one that is left out for that would be lost.
     explicit OpenFile(const std::string& name)
         : descriptor(open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (descriptor < 0 && (errno == EMFILE || errno == ENFILE))
+            throw StateError("cannot open " + name + ": " + std::generic_category().message(errno));
         isSound = descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
     }
     OpenFile(OpenFile&& other) noexcept
@@ -83,42 +89,44 @@ bool isRotatedName(std::string_view name, std::string_view leaf) {
     return name.find_first_not_of("0123456789-_.:TZ", leaf.size()) == std::string_view::npos;
 }
 
+using NameFilter = std::function<bool(const std::string&)>;
 using FoundFiles = std::vector<std::pair<fs::path, OpenFile>>;
+using SeenFiles = std::map<fs::path, std::pair<dev_t, ino_t>>;
 
-FoundFiles openFilesOnce(const fs::path& folder, const std::function<bool(const std::string&)>& isWanted) {
-    FoundFiles files;
+SeenFiles filesIn(const fs::path& folder, const NameFilter& isWanted) {
+    SeenFiles files;
     std::error_code failure;
-    for (const auto& entry : fs::directory_iterator(folder, failure)) {
-        if (!isWanted(entry.path().filename().string()))
-            continue;
-        if (OpenFile file(entry.path()); file.isSound)
-            files.emplace_back(entry.path(), std::move(file));
-    }
-    std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& entry : fs::directory_iterator(folder, failure))
+        if (struct stat status{};
+            isWanted(entry.path().filename().string()) && stat(entry.path().c_str(), &status) == 0)
+            files[entry.path()] = {status.st_dev, status.st_ino};
     return files;
+}
+
+/// Those of the files that are still what they were.
+FoundFiles openFiles(const SeenFiles& files) {
+    FoundFiles opened;
+    for (const auto& [path, identity] : files)
+        if (OpenFile file(path); file.isSound && identity == std::pair(file.status.st_dev, file.status.st_ino))
+            opened.emplace_back(path, std::move(file));
+    return opened;
 }
 
 /// The files of the path's folder with such names, open. While somebody renames them, a look at a folder can miss one
 /// or see one twice: so it looks until two looks give the same and the folder has not changed meanwhile.
-FoundFiles openFilesBeside(const std::string& path, const std::function<bool(const std::string&)>& isWanted) {
+FoundFiles openFilesBeside(const std::string& path, const NameFilter& isWanted) {
     const fs::path parent = fs::path(path).parent_path();
     const fs::path folder = parent.empty() ? "." : parent;
     const auto timeOf = [&] {
         std::error_code failure;
         return fs::last_write_time(folder, failure);
     };
-    const auto isSame = [](const FoundFiles& a, const FoundFiles& b) {
-        return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
-            return x.first == y.first && x.second.status.st_dev == y.second.status.st_dev &&
-                   x.second.status.st_ino == y.second.status.st_ino;
-        });
-    };
     for (int look = 0;; ++look) {
         const auto begin = timeOf();
-        FoundFiles first = openFilesOnce(folder, isWanted);
-        FoundFiles second = openFilesOnce(folder, isWanted);
-        if ((isSame(first, second) && timeOf() == begin) || look == MOST_LOOKS)
-            return second;
+        const SeenFiles seen = filesIn(folder, isWanted);
+        FoundFiles opened = openFiles(seen);
+        if ((filesIn(folder, isWanted) == seen && timeOf() == begin) || look == MOST_LOOKS)
+            return opened;
         norq_std::Thread::sleep(1); // whoever renames comes to an end
     }
 }
