@@ -71,6 +71,12 @@ public:
             std::abort();
         const std::string level = std::string("PRAGMA synchronous=") + synchronization;
         sqlite3_exec(connection, level.c_str(), nullptr, nullptr, nullptr);
+        if (sqlite3_prepare_v2(connection, "SELECT id FROM key WHERE folded='500'", -1, &statement, nullptr) !=
+                SQLITE_OK ||
+            sqlite3_step(statement) != SQLITE_ROW)
+            std::abort();
+        key = sqlite3_column_int64(statement, 0);
+        sqlite3_finalize(statement);
         if (sqlite3_prepare_v2(connection, sql, -1, &statement, nullptr) != SQLITE_OK)
             std::abort();
     }
@@ -83,11 +89,11 @@ public:
 
     sqlite3* connection = nullptr;
     sqlite3_stmt* statement = nullptr;
+    std::int64_t key = 0; ///< of what the benchmarks use
 };
 
 const WString KeyPath = u"Software\\Bench\\500";
 const WString ValueName = u"Value 5";
-constexpr std::int64_t KeyId = 504; // after the root, the two above, and the five hundred before
 
 struct Setting {
     fs::path parent;
@@ -106,7 +112,7 @@ void getBare(benchmark::State& state, const Setting& setting) {
     const Hive hive(setting.parent, setting.synchronization);
     Bare bare(hive.folder, setting.synchronization, "SELECT type,data FROM value WHERE key=?1 AND folded=?2");
     for (auto _ : state) {
-        sqlite3_bind_int64(bare.statement, 1, KeyId);
+        sqlite3_bind_int64(bare.statement, 1, bare.key);
         sqlite3_bind_text(bare.statement, 2, "value 5", -1, SQLITE_STATIC);
         if (sqlite3_step(bare.statement) != SQLITE_ROW)
             state.SkipWithError("no row");
@@ -155,7 +161,7 @@ void putBare(benchmark::State& state, const Setting& setting) {
     int i = 0;
     for (auto _ : state) {
         const WString text = u"the text of a value, " + wide(++i % 10);
-        sqlite3_bind_int64(bare.statement, 1, KeyId);
+        sqlite3_bind_int64(bare.statement, 1, bare.key);
         sqlite3_bind_text(bare.statement, 2, "value 5", -1, SQLITE_STATIC);
         sqlite3_bind_text(bare.statement, 3, "Value 5", -1, SQLITE_STATIC);
         sqlite3_bind_text16(bare.statement, 4, text.c_str(), -1, SQLITE_STATIC);
@@ -175,12 +181,12 @@ int main(int argc, char** argv) {
                                      [=](benchmark::State& state) { function(state, setting); });
     };
     for (const auto& [name, setting] : {std::pair{"memory", memory}, std::pair{"durable", durable}}) {
-        const std::string topic = std::string("registry_get/") + name;
+        const std::string topic = std::string("registry_store_get/") + name;
         add(topic, "ours", getOurs, setting);
         add(topic, "sqlite", getBare, setting);
         add(topic + ", opened each time", "ours", openAndGetOurs, setting);
         add(topic + ", opened each time", "sqlite", getBare, setting);
-        const std::string put = std::string("registry_put/") + name;
+        const std::string put = std::string("registry_store_put/") + name;
         add(put, "ours", putOurs, setting);
         add(put, "sqlite", putBare, setting);
         add(put + ", opened each time", "ours", openAndPutOurs, setting);
